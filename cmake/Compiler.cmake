@@ -1,0 +1,28 @@
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# Generated skeletons of derived local interfaces reach into each other's protected members.
+add_compile_options(-fno-access-control)
+
+set(POALOCATOR_SANITIZER "" CACHE STRING "empty, address or thread")
+if(POALOCATOR_SANITIZER STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined
+                      -fno-sanitize=vptr)
+  add_link_options(-fsanitize=address,undefined)
+elseif(POALOCATOR_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+add_link_options(-fuse-ld=lld)
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+# Warnings for our own code only; generated code is compiled without them.
+set(POALOCATOR_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wno-overloaded-virtual
+    -Wthread-safety -Wthread-safety-beta -Werror)

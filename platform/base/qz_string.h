@@ -1,0 +1,5 @@
+#pragma once
+
+#include <string>
+
+using QZ_String = std::string;

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <vector>
+
+template <class T>
+using QZ_Vector = std::vector<T>;
