@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# All tests: unit and system tests under AddressSanitizer and UndefinedBehaviorSanitizer, then those with
+# threads under ThreadSanitizer. Ends with one line: N passed, N failed.
+#   ./test.sh            everything
+#   ./test.sh asan REGEX only the tests of one preset whose names match
+source "$(dirname "${BASH_SOURCE[0]}")/scripts/common.sh"
+
+passed=0
+failed=0
+
+# run_tests PRESET FACTOR [ctest option...]: FACTOR stretches the limits of waiting, for slow instrumentation.
+run_tests() {
+  local preset=$1 factor=$2 report count bad
+  shift 2
+  say "Testing the preset $preset"
+  report=$root/build/$preset/report.xml
+  rm -f "$report"
+  POALOCATOR_TEST_TIME_FACTOR=$factor \
+  ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 \
+  LSAN_OPTIONS=suppressions=$root/tests/sanitizers/leak.supp:print_suppressions=0 \
+  UBSAN_OPTIONS=print_stacktrace=1 \
+  TSAN_OPTIONS=suppressions=$root/tests/sanitizers/thread.supp:second_deadlock_stack=1 \
+    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$(nproc)" --timeout 300 \
+      --output-junit "$report" "$@" || true
+  [ -s "$report" ] || fail "The tests of the preset $preset did not run."
+  count=$(grep -o '<testsuite[^>]* tests="[0-9]*"' "$report" | grep -o 'tests="[0-9]*"' | grep -o '[0-9]*' | head -n 1 || true)
+  bad=$(grep -c '<testcase .*status="fail"' "$report" || true)
+  skipped=$(grep -c '<testcase .*status="\(notrun\|disabled\)"' "$report" || true)
+  [ "${skipped:-0}" -eq 0 ] || { echo "$skipped tests of the preset $preset did not run; that counts as failed."; bad=$((bad + skipped)); }
+  passed=$((passed + count - bad))
+  failed=$((failed + bad))
+}
+
+install_packages
+case "${1:-all}" in
+  all)
+    build asan
+    run_tests asan 3
+    build tsan
+    run_tests tsan 5 -LE single_threaded
+    ;;
+  *)
+    build "$1"
+    run_tests "$1" 3 ${2:+-R "$2"}
+    ;;
+esac
+
+say "Result after $((SECONDS / 60)) min $((SECONDS % 60)) s"
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
