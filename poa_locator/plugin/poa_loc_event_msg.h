@@ -1,0 +1,147 @@
+// The catalogue of the plug-in's event-log messages. %0, %1, ... in a text stand for the parameters of the report.
+// A text is kept character for character, misspellings included, because operators search their logs for it.
+#pragma once
+
+#include <qz_logging.hh>
+
+// The id under which each message is reported, in the order of the catalogue.
+namespace POALocEvent {
+
+constexpr QZ_Logging::EventId ENDPOINT_ALREADY_REGISTERED = 0;
+constexpr QZ_Logging::EventId ENDPOINT_REGISTER_WRONG_TYPE = 1;
+constexpr QZ_Logging::EventId ENDPOINT_NO_DYNAMIC_REGISTER = 2;
+constexpr QZ_Logging::EventId ENDPOINT_NOT_REGISTERED = 3;
+constexpr QZ_Logging::EventId ENDPOINT_REGISTERED = 4;
+constexpr QZ_Logging::EventId ENDPOINT_UNREGISTERED = 5;
+constexpr QZ_Logging::EventId ENDPOINT_STALE_REGISTRATION = 6;
+constexpr QZ_Logging::EventId NAMESPACE_CREATE = 7;
+constexpr QZ_Logging::EventId ENDPOINT_CREATE = 8;
+constexpr QZ_Logging::EventId NAMESPACE_REMOVE = 9;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATOR_REGISTERED = 10;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATOR_UNREGISTERED = 11;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATOR_ALREADY_REGISTERED = 12;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATOR_NOT_REGISTERED = 13;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATOR_STALE_REGISTRATION = 14;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATOR_REG_NO_ORB = 15;
+// The four messages of the interceptors have kept the ids of an older order.
+constexpr QZ_Logging::EventId POA_LOC_INTERCEPTOR_EXCEPTION = 17;
+constexpr QZ_Logging::EventId POA_LOC_INTERCEPTOR_SYS_EXCEPTION = 19;
+constexpr QZ_Logging::EventId ENDPOINT_INTERCEPTOR_EXCEPTION = 16;
+constexpr QZ_Logging::EventId ENDPOINT_INTERCEPTOR_SYS_EXCEPTION = 18;
+constexpr QZ_Logging::EventId SERVER_START = 20;
+constexpr QZ_Logging::EventId SERVER_START_FAILURE = 21;
+constexpr QZ_Logging::EventId NO_AUTOMATED_SERVER_START = 22;
+constexpr QZ_Logging::EventId ENDPOINT_NO_ORB = 23;
+constexpr QZ_Logging::EventId ENDPOINT_NOT_EXIST = 24;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATION_FAILURE = 25;
+constexpr QZ_Logging::EventId ENDPOINT_ACTIVATION_NON_EXIST = 26;
+constexpr QZ_Logging::EventId ENDPOINT_REGISTER_INVALID_ORB = 27;
+constexpr QZ_Logging::EventId ENDPOINT_REGISTER_NOT_EXIST = 28;
+constexpr QZ_Logging::EventId ENDPOINT_REGISTER_ORB_NOT_EXIST = 29;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_DESTROY = 30;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_LOAD = 31;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_TABLE_INSERT = 32;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_TABLE_REMOVE = 33;
+constexpr QZ_Logging::EventId ACTIVE_ORB_DESTROY = 34;
+constexpr QZ_Logging::EventId ACTIVE_ORB_ADD_ENDPOINT = 35;
+constexpr QZ_Logging::EventId ACTIVE_ORB_ADD_ENDPOINT_DUPLICATE = 36;
+constexpr QZ_Logging::EventId ACTIVE_ORB_REMOVE_ENDPOINT = 37;
+constexpr QZ_Logging::EventId ACTIVE_ORB_REMOVE_ENDPOINT_NOT_EXIST = 38;
+constexpr QZ_Logging::EventId ACTIVE_ORB_LOAD = 39;
+constexpr QZ_Logging::EventId ENDPOINT_REMOVE = 40;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_VALID = 41;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_INVALID = 42;
+constexpr QZ_Logging::EventId ACTIVE_ORB_VALID = 43;
+constexpr QZ_Logging::EventId ACTIVE_ORB_INVALID = 44;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_TABLE_REMOVE_FAILED = 45;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA = 46;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED = 47;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_NOT_ACTIVE = 48;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_DEACTIVATE_FAILED = 49;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_DESTROY_FAILED = 50;
+constexpr QZ_Logging::EventId ACTIVE_ORB_TABLE_REMOVE_FAILED = 51;
+constexpr QZ_Logging::EventId ACTIVE_ORB_DESTROY_NO_PERSIS_DATA = 52;
+constexpr QZ_Logging::EventId ACTIVE_ORB_REMOVE_PERSIS_DATA_FAILED = 53;
+constexpr QZ_Logging::EventId ACTIVE_ORB_NOT_ACTIVE = 54;
+constexpr QZ_Logging::EventId ACTIVE_ORB_DEACTIVATE_FAILED = 55;
+constexpr QZ_Logging::EventId ACTIVE_ORB_DESTROY_FAILED = 56;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_LOAD_FAILED = 57;
+constexpr QZ_Logging::EventId ENDPOINT_REGISTER_ACTIVE_ENTRY_FAILED = 58;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_CONSTRUCT_FAILED = 59;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_ORB_CONSTRUCT_FAILED = 60;
+constexpr QZ_Logging::EventId ACTIVE_ORB_INSERT_FAILED = 61;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_PERSIS_DATA_EXISTS = 62;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_PERSIS_DATA_FAILED = 63;
+constexpr QZ_Logging::EventId ACTIVE_ENDPOINT_INTERCEPTOR_CREATE = 64;
+constexpr QZ_Logging::EventId ACTIVE_ORB_CONSTRUCT_FAILED = 65;
+constexpr QZ_Logging::EventId ENDPOINT_ADD_INTERNAL = 66;
+
+}  // namespace POALocEvent
+
+extern const char* const ENDPOINT_ALREADY_REGISTERED_MSG;
+extern const char* const ENDPOINT_REGISTER_WRONG_TYPE_MSG;
+extern const char* const ENDPOINT_NO_DYNAMIC_REGISTER_MSG;
+extern const char* const ENDPOINT_NOT_REGISTERED_MSG;
+extern const char* const ENDPOINT_REGISTERED_MSG;
+extern const char* const ENDPOINT_UNREGISTERED_MSG;
+extern const char* const ENDPOINT_STALE_REGISTRATION_MSG;
+extern const char* const NAMESPACE_CREATE_MSG;
+extern const char* const ENDPOINT_CREATE_MSG;
+extern const char* const NAMESPACE_REMOVE_MSG;
+extern const char* const ENDPOINT_ACTIVATOR_REGISTERED_MSG;
+extern const char* const ENDPOINT_ACTIVATOR_UNREGISTERED_MSG;
+extern const char* const ENDPOINT_ACTIVATOR_ALREADY_REGISTERED_MSG;
+extern const char* const ENDPOINT_ACTIVATOR_NOT_REGISTERED_MSG;
+extern const char* const ENDPOINT_ACTIVATOR_STALE_REGISTRATION_MSG;
+extern const char* const ENDPOINT_ACTIVATOR_REG_NO_ORB_MSG;
+extern const char* const POA_LOC_INTERCEPTOR_EXCEPTION_MSG;
+extern const char* const POA_LOC_INTERCEPTOR_SYS_EXCEPTION_MSG;
+extern const char* const ENDPOINT_INTERCEPTOR_EXCEPTION_MSG;
+extern const char* const ENDPOINT_INTERCEPTOR_SYS_EXCEPTION_MSG;
+extern const char* const SERVER_START_MSG;
+extern const char* const SERVER_START_FAILURE_MSG;
+extern const char* const NO_AUTOMATED_SERVER_START_MSG;
+extern const char* const ENDPOINT_NO_ORB_MSG;
+extern const char* const ENDPOINT_NOT_EXIST_MSG;
+extern const char* const ENDPOINT_ACTIVATION_FAILURE_MSG;
+extern const char* const ENDPOINT_ACTIVATION_NON_EXIST_MSG;
+extern const char* const ENDPOINT_REGISTER_INVALID_ORB_MSG;
+extern const char* const ENDPOINT_REGISTER_NOT_EXIST_MSG;
+extern const char* const ENDPOINT_REGISTER_ORB_NOT_EXIST_MSG;
+extern const char* const ACTIVE_ENDPOINT_DESTROY_MSG;
+extern const char* const ACTIVE_ENDPOINT_LOAD_MSG;
+extern const char* const ACTIVE_ENDPOINT_TABLE_INSERT_MSG;
+extern const char* const ACTIVE_ENDPOINT_TABLE_REMOVE_MSG;
+extern const char* const ACTIVE_ORB_DESTROY_MSG;
+extern const char* const ACTIVE_ORB_ADD_ENDPOINT_MSG;
+extern const char* const ACTIVE_ORB_ADD_ENDPOINT_DUPLICATE_MSG;
+extern const char* const ACTIVE_ORB_REMOVE_ENDPOINT_MSG;
+extern const char* const ACTIVE_ORB_REMOVE_ENDPOINT_NOT_EXIST_MSG;
+extern const char* const ACTIVE_ORB_LOAD_MSG;
+extern const char* const ENDPOINT_REMOVE_MSG;
+extern const char* const ACTIVE_ENDPOINT_VALID_MSG;
+extern const char* const ACTIVE_ENDPOINT_INVALID_MSG;
+extern const char* const ACTIVE_ORB_VALID_MSG;
+extern const char* const ACTIVE_ORB_INVALID_MSG;
+extern const char* const ACTIVE_ENDPOINT_TABLE_REMOVE_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA_MSG;
+extern const char* const ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_NOT_ACTIVE_MSG;
+extern const char* const ACTIVE_ENDPOINT_DEACTIVATE_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_DESTROY_FAILED_MSG;
+extern const char* const ACTIVE_ORB_TABLE_REMOVE_FAILED_MSG;
+extern const char* const ACTIVE_ORB_DESTROY_NO_PERSIS_DATA_MSG;
+extern const char* const ACTIVE_ORB_REMOVE_PERSIS_DATA_FAILED_MSG;
+extern const char* const ACTIVE_ORB_NOT_ACTIVE_MSG;
+extern const char* const ACTIVE_ORB_DEACTIVATE_FAILED_MSG;
+extern const char* const ACTIVE_ORB_DESTROY_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_LOAD_FAILED_MSG;
+extern const char* const ENDPOINT_REGISTER_ACTIVE_ENTRY_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_CONSTRUCT_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_ORB_CONSTRUCT_FAILED_MSG;
+extern const char* const ACTIVE_ORB_INSERT_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_PERSIS_DATA_EXISTS_MSG;
+extern const char* const ACTIVE_ENDPOINT_PERSIS_DATA_FAILED_MSG;
+extern const char* const ACTIVE_ENDPOINT_INTERCEPTOR_CREATE_MSG;
+extern const char* const ACTIVE_ORB_CONSTRUCT_FAILED_MSG;
+extern const char* const ENDPOINT_ADD_INTERNAL_MSG;
