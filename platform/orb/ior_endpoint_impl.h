@@ -1,0 +1,65 @@
+// IOR endpoints: where objects of one POA are reached. Their octets are prepared once, so that putting an IOR
+// together costs a few copies.
+#pragma once
+
+#include <qz_ior.hh>
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/orb/ref_counted_local_object.h"
+
+namespace QZ_IOR {
+
+struct Address {
+  std::string host;
+  std::uint16_t port;
+};
+
+// Immutable; safe from any thread.
+class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  using Octets = std::span<const unsigned char>;
+
+  // One profile. A profile that is not IIOP (keyed false) is kept as it is in head.
+  struct Profile {
+    std::uint32_t tag;
+    bool keyed;
+    bool little_endian;                     // of the body
+    std::vector<unsigned char> head;        // up to the key's length
+    std::vector<unsigned char> key_prefix;  // with which every object key begins
+    std::vector<unsigned char> tail;        // from the number of components on
+  };
+
+  explicit IOREndpointImpl(std::vector<Profile> profiles);
+
+  // One IIOP 1.2 profile of the first address; the others become alternate addresses of it. BAD_PARAM when there is no
+  // address. Code sets are declared, so that clients may send wide characters: requests here are only forwarded.
+  static IOREndpointImpl* of_addresses(const std::vector<Address>& addresses, Octets key_prefix);
+
+  // The same addresses with each key prefix made longer.
+  IOREndpointImpl* extended(Octets remaining_key) const;
+
+  // Nothing of it is kept by reference.
+  QZ_IOR::IOR_ptr make_ior(const CORBA::OctetSeq& remaining_key, const char* type_id) override;
+
+  // The key prefix of the first profile that has an object key; has_key() says whether there is one.
+  Octets key_prefix() const;
+  bool has_key() const { return m_keyed != nullptr; }
+  const std::vector<Profile>& profiles() const { return m_profiles; }
+
+  // Appends an IOR as CDR: type id and tagged profiles. The length of out must be a multiple of 4 (BAD_PARAM).
+  void append_ior(std::vector<unsigned char>& out, bool little_endian, std::string_view type_id,
+                  Octets remaining_key) const;
+
+ protected:
+  ~IOREndpointImpl() override = default;
+
+ private:
+  const std::vector<Profile> m_profiles;
+  const Profile* m_keyed = nullptr;  // the first with an object key
+};
+
+}  // namespace QZ_IOR
