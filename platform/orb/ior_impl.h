@@ -46,6 +46,8 @@ class IORImpl : public virtual QZ_IOR::IOR, public QZ_CORBA::RefCountedLocalObje
   const std::vector<unsigned char> m_remaining_key;
 };
 
+// Both conversions need the process's ORB to be initialised.
+
 // The reference as a value, with all profiles and components; null for nil. The caller releases it.
 // MARSHAL for an object that has no reference outside of this process.
 IORImpl* from_object(CORBA::Object_ptr object);
