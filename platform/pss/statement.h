@@ -1,0 +1,28 @@
+// The one query there is: all records of a home.
+#pragma once
+
+#include <omniORB4/CORBA.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/pss/result_set.h"
+
+namespace QZ_PSS {
+
+class Session;
+
+// Used by the session's thread, while its association lasts.
+class Statement {
+ public:
+  explicit Statement(Session& session) : m_session(session) {}
+
+  // text: "select ref(h) from <home type id> h", single spaces. Any other text: BAD_PARAM with MINOR_BAD_QUERY.
+  // CosPersistentState::NotFound when no such home is registered. Reads nothing yet.
+  std::unique_ptr<ResultSet> execute(const std::string& text);
+
+ private:
+  Session& m_session;
+};
+
+}  // namespace QZ_PSS
