@@ -22,6 +22,8 @@ class RefCountedLocalObject : public virtual CORBA::LocalObject {
   virtual CORBA::ORB_ptr _qz_get_orb() { return CORBA::ORB::_nil(); }
 
  protected:
+  // omniORB takes a local object for nil until it is told that there is one.
+  RefCountedLocalObject() { _PR_setobj(reinterpret_cast<omniObjRef*>(1)); }
   ~RefCountedLocalObject() override = default;
 
  private:
