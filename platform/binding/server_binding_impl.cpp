@@ -1,0 +1,25 @@
+#include "platform/binding/server_binding_impl.h"
+
+#include <utility>
+
+namespace QZ_Binding {
+
+ServerBindingImpl::ServerBindingImpl(std::shared_ptr<PrefixRoutes> routes, std::shared_ptr<Route> route)
+    : m_routes(std::move(routes)), m_route(std::move(route)) {}
+
+ServerBindingImpl::~ServerBindingImpl() {
+  ServerBindingImpl::destroy();
+}
+
+void ServerBindingImpl::destroy() {
+  std::shared_ptr<Route> route;  // released last, outside of the lock: the interceptor may go with it
+  {
+    QZ_MutexLock lock(m_mutex);
+    route = std::move(m_route);
+    if (!route) return;
+    route->close();
+  }
+  m_routes->remove(*route);
+}
+
+}  // namespace QZ_Binding
