@@ -1,0 +1,64 @@
+#include "tests/support/fake_server.h"
+
+#include <utility>
+
+#include "tests/support/object_key.h"
+
+namespace support {
+
+using QZ_POA_PersistentServer::EndpointActivatorRegistry;
+using QZ_POA_PersistentServer::EndpointActivatorRegistry_var;
+using QZ_POA_PersistentServer::EndpointRegistry;
+using QZ_POA_PersistentServer::EndpointRegistry_var;
+
+FakeServer::FakeServer(const Locator& locator, std::string orb_name)
+    : m_locator(locator), m_orb_name(std::move(orb_name)) {}
+
+Octets FakeServer::id_of(const std::string& path) const {
+  return endpoint_id(m_locator.domain(), split_path(path));
+}
+
+Octets FakeServer::key_of(const std::string& path, const std::string& object) const {
+  return id_of(path) + octets_of(object);
+}
+
+Octets FakeServer::server_key(const std::string& path, const std::string& object) {
+  return octets_of("server's own prefix for " + path + ":" + object);
+}
+
+CORBA::ULong FakeServer::add(const std::string& path) {
+  const EndpointRegistry_var registry = resolve<EndpointRegistry>(m_locator, "EndpointRegistry");
+  const CORBA::Object_var prototype = make_reference(HOST, PORT, server_key(path, ""));
+  QZ_POA_PersistentServer::EndpointDynamicState_var state = new_dynamic_state();
+  CORBA::ULong number = 0;
+  registry->add(m_orb_name.c_str(), octet_seq(id_of(path)), prototype, state, m_locator_reference.out(), number);
+  m_states[path] = state;
+  return number;
+}
+
+void FakeServer::remove(const std::string& path) {
+  const EndpointRegistry_var registry = resolve<EndpointRegistry>(m_locator, "EndpointRegistry");
+  registry->remove(m_orb_name.c_str(), octet_seq(id_of(path)));
+}
+
+void FakeServer::crash(const std::string& path) {
+  end_servant(m_states.at(path));
+}
+
+void FakeServer::add_activator(ActivatorFunction function) {
+  const auto registry = resolve<EndpointActivatorRegistry>(m_locator, "EndpointActivatorRegistry");
+  m_activator = new_activator(std::move(function));
+  QZ_POA_PersistentServer::EndpointIdList_var ids;
+  registry->add(m_orb_name.c_str(), m_activator, ids.out());
+}
+
+void FakeServer::remove_activator() {
+  resolve<EndpointActivatorRegistry>(m_locator, "EndpointActivatorRegistry")->remove(m_orb_name.c_str());
+}
+
+void FakeServer::register_and_leave(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) add(path);
+  for (const std::string& path : paths) remove(path);
+}
+
+}  // namespace support
