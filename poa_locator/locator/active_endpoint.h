@@ -1,0 +1,111 @@
+// The locator's record of one persistent POA that runs in a server ORB, or is expected to once its server is started:
+// whether it runs, where, and the requests that wait until it does. Mirrored by one record in the store, from which the
+// table of active endpoints is rebuilt when the daemon starts.
+//
+// A counted handle: copies share one body and may be passed between threads freely. Operations are safe from any
+// thread. Except for is_null(), same_as() and assignment they need a handle that is not null.
+//
+// A running endpoint never goes back to not running: it is destroyed, and the next request makes a new one. Once
+// destroyed it answers whoever still comes with the outcome of its end and keeps nobody.
+#pragma once
+
+#include <poa_imr_admin.hh>
+#include <poa_locator_admin.hh>
+#include <poa_persistent_server.hh>
+#include <qz_ior.hh>
+
+#include "platform/base/qz_handle.h"
+#include "poa_locator/idl/poa_locator_store.h"
+#include "poa_locator/imr/endpoint.h"
+
+class POAActiveORBImpl;
+class POALocatorImpl;
+class RequestInfoBase;
+struct ActiveEndpointRep;
+
+class ActiveEndpoint {
+ public:
+  ActiveEndpoint();
+  ActiveEndpoint(const ActiveEndpoint& other);
+  ActiveEndpoint(ActiveEndpoint&& other) noexcept;
+  ActiveEndpoint& operator=(const ActiveEndpoint& other);
+  ActiveEndpoint& operator=(ActiveEndpoint&& other) noexcept;
+  ~ActiveEndpoint();
+
+  // The constructors below join the endpoint to its ORB (made if there is none), write the mirror and take the
+  // requests whose keys begin with id. Only one at a time for one id. What was set up is undone when one raises;
+  // a mirror that cannot be written is reported and does not count.
+
+  // A server registers the POA. Raises what EndpointRegistry::on_demand_create does, and
+  // QZ_POA_PersistentServer::EndpointRegistry::InvalidOrbName when the POA belongs to another ORB.
+  ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id, const char* orb_name);
+  // A request asks for the POA. OBJECT_NOT_EXIST 0x515A0C04 when the repository has no persistent entry for it.
+  ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id);
+  // From the mirror, which is left as it is.
+  ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data);
+
+  bool is_null() const;
+  // Whether both share one body.
+  bool same_as(const ActiveEndpoint& other) const;
+
+  // Both live as long as this handle or a copy of it.
+  const CORBA::OctetSeq& id() const;
+  const char* name() const;
+  // The caller deletes it.
+  QZ_POAIMRAdmin::FullyQualifiedName* full_name() const;
+  // Null when the repository has no entry.
+  Endpoint endpoint() const;
+  // Null when none; the caller removes the reference.
+  POAActiveORBImpl* orb() const;
+  // The administration object; the caller releases it.
+  QZ_POALocatorAdmin::ActivePOA_ptr external_reference() const;
+
+  bool is_dynamic_state_set() const;
+  // Nil when not set; the caller releases it.
+  QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state() const;
+  // Whether the endpoint has been destroyed.
+  bool has_ended() const;
+  // For tests and diagnosis.
+  std::size_t number_of_pending_requests() const;
+
+  // Forwards the request, keeps a copy of it, or answers it with the endpoint's end. Never waits. INV_OBJREF 0x515A0C00
+  // when the POA runs and the request's key names no object in it.
+  void handle_request(RequestInfoBase& request);
+
+  // Asks the active ORB to start the POA, unless it runs. TRANSIENT 0x515A0C00 when there is none, otherwise what
+  // POAActiveORBImpl::impl_activate raises.
+  void activate();
+
+  // The POA runs from now on and is reached at ior's addresses. Written to the mirror first; those who wait are then
+  // answered on a thread of their own. EntryAlreadyExists when a state is set already; OBJECT_NOT_EXIST 0x515A0C05 when
+  // the mirror has gone, as it has once the endpoint is destroyed.
+  void set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOR_ptr ior);
+  void clear_dynamic_state();
+
+  // Answers every request that waits, in the order of arrival.
+  void clear_pending_requests(const CORBA::SystemException& outcome);
+
+  // Takes the endpoint out of everything and answers those who wait, and those who still come, with
+  // TRANSIENT 0x515A0C03. Raises nothing of its own: failures are reported.
+  void destroy();
+  // The same with another outcome, unless the POA runs meanwhile; false then.
+  bool destroy_unless_running(const CORBA::SystemException& outcome);
+  // Takes the endpoint out of the way of requests and leaves table and mirror as they are: the daemon stops.
+  void detach();
+
+  // Whether a restored endpoint still counts, that is, has a state. Asks no server.
+  CORBA::Boolean validate();
+
+  // Writes state and reference to the mirror. OBJECT_NOT_EXIST 0x515A0C05 when that fails.
+  void update_persis_data();
+  // Removes the mirror; failures are reported.
+  void destroy_persistent_data();
+
+ private:
+  void destroy_with_orb_locked(const CORBA::SystemException& outcome);
+  void join_orb(bool running);
+  void install_interceptor();
+  void undo_construction() noexcept;
+
+  QZ_Handle<ActiveEndpointRep> m_rep;
+};

@@ -1,0 +1,105 @@
+#include "poa_locator/locator/endpoint_requests.h"
+
+#include <utility>
+
+#include "poa_locator/plugin/minor_codes.h"
+
+using QZ_POA_PersistentServer::EndpointDynamicState;
+
+void EndpointRequests::handle(RequestInfoBase& request, const CORBA::OctetSeq& id) {
+  QZ_IOR::IOREndpoint_var ior_endpoint;
+  std::unique_ptr<CORBA::Exception> end;
+  {
+    QZ_MutexLock lock(m_mutex);
+    if (m_end) {
+      end.reset(CORBA::Exception::_duplicate(m_end.get()));
+    } else if (CORBA::is_nil(m_dynamic_state)) {
+      m_pending.push_back(request.copy());
+      return;
+    } else {
+      ior_endpoint = QZ_IOR::IOREndpoint::_duplicate(m_ior_endpoint);
+    }
+  }
+  if (end) {
+    request.set_exception(*end);
+    return;
+  }
+
+  const CORBA::OctetSeq* key = request.object_key();
+  if (!key || key->length() <= id.length()) throw CORBA::INV_OBJREF(MINOR_SHORT_KEY, CORBA::COMPLETED_NO);
+  // A restored record may have lost its address; its server is as good as not running.
+  if (CORBA::is_nil(ior_endpoint)) throw CORBA::TRANSIENT(MINOR_NOT_STARTABLE, CORBA::COMPLETED_NO);
+  const CORBA::ULong rest = key->length() - id.length();
+  const CORBA::OctetSeq remaining_key(rest, rest, const_cast<CORBA::Octet*>(key->get_buffer()) + id.length(), false);
+  QZ_IOR::IOR_var ior = ior_endpoint->make_ior(remaining_key, "");
+  request.set_forward_ior(ior);
+}
+
+EndpointRequests::Pending EndpointRequests::publish(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,
+                                                    QZ_IOR::IOREndpoint_ptr ior_endpoint) {
+  QZ_MutexLock lock(m_mutex);
+  if (m_end) return {};
+  m_dynamic_state = EndpointDynamicState::_duplicate(dynamic_state);
+  m_ior_endpoint = QZ_IOR::IOREndpoint::_duplicate(ior_endpoint);
+  return CORBA::is_nil(m_dynamic_state) ? Pending() : std::exchange(m_pending, {});
+}
+
+void EndpointRequests::withdraw() {
+  publish(EndpointDynamicState::_nil(), QZ_IOR::IOREndpoint::_nil());
+}
+
+void EndpointRequests::fail_pending(const CORBA::SystemException& outcome) {
+  Pending pending;
+  {
+    QZ_MutexLock lock(m_mutex);
+    pending.swap(m_pending);
+  }
+  fail(pending, outcome);
+}
+
+void EndpointRequests::end(const CORBA::SystemException& outcome) {
+  Pending pending;
+  {
+    QZ_MutexLock lock(m_mutex);
+    if (!m_end) m_end.reset(CORBA::Exception::_duplicate(&outcome));
+    m_dynamic_state = EndpointDynamicState::_nil();
+    m_ior_endpoint = QZ_IOR::IOREndpoint::_nil();
+    pending.swap(m_pending);
+  }
+  fail(pending, outcome);
+}
+
+void EndpointRequests::fail(Pending& pending, const CORBA::SystemException& outcome) {
+  for (; !pending.empty(); pending.pop_front()) {
+    try {
+      pending.front()->set_exception(outcome);
+    } catch (const CORBA::Exception&) {
+      // That one client cannot be told; the others can.
+    }
+  }
+}
+
+bool EndpointRequests::is_running() const {
+  QZ_MutexLock lock(m_mutex);
+  return !CORBA::is_nil(m_dynamic_state);
+}
+
+bool EndpointRequests::has_ended() const {
+  QZ_MutexLock lock(m_mutex);
+  return m_end != nullptr;
+}
+
+std::size_t EndpointRequests::number_of_pending() const {
+  QZ_MutexLock lock(m_mutex);
+  return m_pending.size();
+}
+
+QZ_POA_PersistentServer::EndpointDynamicState_ptr EndpointRequests::dynamic_state() const {
+  QZ_MutexLock lock(m_mutex);
+  return EndpointDynamicState::_duplicate(m_dynamic_state);
+}
+
+QZ_IOR::IOREndpoint_ptr EndpointRequests::ior_endpoint() const {
+  QZ_MutexLock lock(m_mutex);
+  return QZ_IOR::IOREndpoint::_duplicate(m_ior_endpoint);
+}

@@ -1,0 +1,53 @@
+// What a request for one active endpoint needs: where the POA runs, who waits until it does, and how it ended.
+//
+// Front-door threads come here for every request, so nothing in this class waits: its mutex is a leaf that is held for
+// a few instructions and never while a request is answered. Safe from any thread.
+#pragma once
+
+#include <poa_persistent_server.hh>
+#include <qz_ior.hh>
+
+#include <memory>
+
+#include "platform/base/qz_list.h"
+#include "platform/base/qz_mutex.h"
+#include "poa_locator/interceptors/request_info.h"
+
+class EndpointRequests {
+ public:
+  // In order of arrival.
+  using Pending = QZ_List<std::unique_ptr<RequestInfoBase>>;
+
+  // Forwards a request to the running POA, keeps a copy of it while the POA does not run, or answers it with the
+  // endpoint's end. id: the octets with which the POA's object keys begin at the locator. INV_OBJREF 0x515A0C00 when
+  // the POA runs and the key is not longer than that.
+  void handle(RequestInfoBase& request, const CORBA::OctetSeq& id);
+
+  // The POA runs from now on; both references are duplicated. Whoever has waited is the caller's to answer.
+  // Nothing is changed when the endpoint has ended.
+  Pending publish(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,
+                  QZ_IOR::IOREndpoint_ptr ior_endpoint);
+  // The POA does not run any more.
+  void withdraw();
+
+  // Answers all who wait, in order of arrival.
+  void fail_pending(const CORBA::SystemException& outcome);
+  // The endpoint is gone: all who wait and all who still come get the outcome. The first end stays.
+  void end(const CORBA::SystemException& outcome);
+
+  bool is_running() const;
+  bool has_ended() const;
+  std::size_t number_of_pending() const;
+  // Nil when the POA does not run; the caller releases them.
+  QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state() const;
+  QZ_IOR::IOREndpoint_ptr ior_endpoint() const;
+
+ private:
+  static void fail(Pending& pending, const CORBA::SystemException& outcome);
+
+  mutable QZ_Mutex m_mutex;
+  Pending m_pending GUARDED_BY(m_mutex);  // empty while the POA runs and once the endpoint has ended
+  QZ_POA_PersistentServer::EndpointDynamicState_var m_dynamic_state GUARDED_BY(m_mutex);
+  QZ_IOR::IOREndpoint_var m_ior_endpoint GUARDED_BY(m_mutex);
+  std::unique_ptr<CORBA::Exception> m_end GUARDED_BY(m_mutex);  // null until the endpoint has ended
+};
