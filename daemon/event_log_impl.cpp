@@ -1,0 +1,76 @@
+#include "daemon/event_log_impl.h"
+
+#include <spdlog/logger.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+namespace poalocd {
+
+EventLogImpl::EventLogImpl(const EventLogSettings& settings) : m_settings(settings), m_logger(make_logger()) {}
+
+EventLogImpl::~EventLogImpl() = default;
+
+std::shared_ptr<spdlog::logger> EventLogImpl::make_logger() {
+  spdlog::sink_ptr sink;
+  if (m_settings.file.empty()) {
+    sink = std::make_shared<spdlog::sinks::stderr_sink_mt>();
+  } else {
+    try {
+      sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(m_settings.file);
+    } catch (const spdlog::spdlog_ex& e) {
+      throw std::runtime_error("the event log cannot be written: " + std::string(e.what()));
+    }
+  }
+  auto logger = std::make_shared<spdlog::logger>("events", sink);
+  logger->set_pattern("%v");
+  logger->flush_on(spdlog::level::info);
+  logger->set_error_handler([this](const std::string& why) { failed(why); });
+  return logger;
+}
+
+void EventLogImpl::failed(const std::string& why) {
+  ++m_failures;
+  // Once for a run of failures: a full disk must not fill the journal as well.
+  if (!m_failing.exchange(true)) std::fprintf(stderr, "poalocd: events are lost: %s\n", why.c_str());
+}
+
+void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_Logging::EventPriority priority,
+                             const char* text, const CORBA::AnySeq& params) {
+  if (priority < m_settings.min_priority) return;
+  try {
+    Event event{std::chrono::system_clock::now(), subsystem, id, priority, text, {}};
+    for (CORBA::ULong i = 0; i < params.length(); ++i) {
+      const char* value = nullptr;
+      event.parameters.emplace_back((params[i] >>= value) ? value : "?");
+    }
+    write(event);
+  } catch (const std::exception& e) {
+    failed(e.what());
+  } catch (...) {
+    failed("unknown exception");
+  }
+}
+
+void EventLogImpl::write(const Event& event) {
+  const std::string line = m_settings.json ? json_line(event) : text_line(event);
+  std::shared_ptr<spdlog::logger> logger;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    logger = m_logger;
+  }
+  const auto before = m_failures.load();
+  logger->log(spdlog::level::info, spdlog::string_view_t(line));
+  if (before == m_failures.load()) m_failing = false;
+}
+
+void EventLogImpl::reopen() {
+  auto fresh = make_logger();
+  const QZ_MutexLock lock(m_mutex);
+  m_logger.swap(fresh);
+}
+
+}  // namespace poalocd

@@ -1,0 +1,54 @@
+// The event log of the daemon's process.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <qz_logging.hh>
+#include <string>
+
+#include "daemon/event_format.h"
+#include "daemon/settings.h"
+#include "platform/base/qz_mutex.h"
+#include "platform/orb/ref_counted_local_object.h"
+
+namespace spdlog {
+class logger;
+}
+
+namespace poalocd {
+
+// Each event is one line, written and flushed before log_event returns. Nothing is ever thrown at who logs: an event
+// that cannot be written is counted, and the first of a run of such is reported on standard error.
+// Safe from any thread.
+class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  // std::runtime_error, naming file and reason, when the file cannot be opened.
+  explicit EventLogImpl(const EventLogSettings& settings);
+
+  // Events below the configured priority are dropped. A parameter that is no string is shown as "?".
+  void log_event(const char* subsystem, QZ_Logging::EventId id, QZ_Logging::EventPriority priority, const char* text,
+                 const CORBA::AnySeq& params) override;
+
+  // Opens the file anew, as after a log rotation. When that fails the old one stays in use; std::runtime_error then.
+  void reopen();
+
+  // Events that could not be written.
+  std::uint64_t failures() const { return m_failures; }
+
+ protected:
+  ~EventLogImpl() override;
+
+ private:
+  std::shared_ptr<spdlog::logger> make_logger();
+  void write(const Event& event);
+  void failed(const std::string& why);
+
+  const EventLogSettings m_settings;
+  QZ_Mutex m_mutex;
+  std::shared_ptr<spdlog::logger> m_logger GUARDED_BY(m_mutex);
+  std::atomic<std::uint64_t> m_failures{0};
+  std::atomic<bool> m_failing{false};
+};
+
+}  // namespace poalocd

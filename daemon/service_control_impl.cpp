@@ -1,0 +1,18 @@
+#include "daemon/service_control_impl.h"
+
+#include <systemd/sd-daemon.h>
+
+namespace poalocd {
+
+void ServiceControlImpl::status(CORBA::Long code) {
+  if (code == QZ_AppServices::STATUS_WORKING)
+    sd_notify(0, "STATUS=Working\nEXTEND_TIMEOUT_USEC=60000000");
+  else if (code == QZ_AppServices::STATUS_STOPPING)
+    sd_notify(0, "STOPPING=1\nSTATUS=Stopping\nEXTEND_TIMEOUT_USEC=60000000");
+}
+
+void ServiceControlImpl::ready(const std::string& text) {
+  sd_notify(0, ("READY=1\nSTATUS=" + text).c_str());
+}
+
+}  // namespace poalocd
