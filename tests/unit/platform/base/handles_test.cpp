@@ -37,9 +37,9 @@ class Local : public QZ_CORBA::RefCountedLocalObject {
 using LocalHandle = RefCountHandle<Local>;
 
 TEST(Handle, is_null_until_it_is_given_a_body) {
+  int destroyed = 0;
   Handle handle;
   EXPECT_TRUE(handle.is_null());
-  int destroyed = 0;
   handle = Handle(new Body(destroyed));
   EXPECT_FALSE(handle.is_null());
 }
