@@ -1,0 +1,52 @@
+// The repository's side towards the host IMR: registered there as "POAIMR", it is asked before the host destroys a
+// server ORB and refuses, detaches the ORB's POAs or deletes them. Owns the endpoint registry and the servants of the
+// repository's administration.
+//
+// Called by the host on any thread. Owned by the core, which deletes it; the host has let go of it by then, because
+// the destructor unregisters it first.
+#pragma once
+
+#include <qz_imr_internal.hh>
+
+#include <memory>
+
+#include "platform/base/qz_string.h"
+#include "platform/orb/ref_counted_local_object.h"
+
+class EndpointRegistry;
+class ExternalPOAImpl;
+class ExternalPOARegistryImpl;
+class POALocatorImpl;
+
+class POAIMRImpl : public virtual QZ_IMRInternal::OAIMR, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  // registry: duplicated; nil: not registered anywhere. Raises what made a part of it fail.
+  POAIMRImpl(POALocatorImpl& locator, QZ_IMRInternal::OAIMRRegistry_ptr registry);
+  ~POAIMRImpl() override;
+  POAIMRImpl(const POAIMRImpl&) = delete;
+  POAIMRImpl& operator=(const POAIMRImpl&) = delete;
+
+  char* name() override;
+  // QZ_LocationCommon::HasReferences, with the names of the ORB's POAs, refuses a normal destruction. Nothing has been
+  // changed then.
+  void orb_pre_destroy(QZ_IMRInternal::ORB_ptr orb, QZ_LocationCommon::DestroyType type) override;
+  void process_pre_destroy(QZ_IMRInternal::Process_ptr process, QZ_LocationCommon::DestroyType type) override;
+  // NO_IMPLEMENT 0x515A0C00.
+  void destroy() override;
+
+  EndpointRegistry& impl_endpoint_registry() { return *m_endpoint_registry; }
+  // Not duplicated.
+  PortableServer::POA_ptr impl_endpoint_poa_nc();
+
+ private:
+  void impl_orb_pre_destroy(QZ_IMRInternal::ORB_ptr orb);
+  void impl_orb_pre_force_destroy(QZ_IMRInternal::ORB_ptr orb);
+  void impl_orb_pre_deep_destroy(QZ_IMRInternal::ORB_ptr orb);
+
+  const QZ_String m_name;
+  POALocatorImpl& m_locator;
+  const QZ_IMRInternal::OAIMRRegistry_var m_registry;
+  PortableServer::Servant_var<ExternalPOAImpl> m_ext_poa;
+  PortableServer::Servant_var<ExternalPOARegistryImpl> m_ext_poa_registry;
+  std::unique_ptr<EndpointRegistry> m_endpoint_registry;
+};
