@@ -12,6 +12,7 @@
 
 #include "platform/base/qz_string.h"
 #include "platform/orb/ref_counted_local_object.h"
+#include "poa_locator/servants/servant_poa.h"
 
 class EndpointRegistry;
 class ExternalPOAImpl;
@@ -46,7 +47,8 @@ class POAIMRImpl : public virtual QZ_IMRInternal::OAIMR, public QZ_CORBA::RefCou
   const QZ_String m_name;
   POALocatorImpl& m_locator;
   const QZ_IMRInternal::OAIMRRegistry_var m_registry;
-  PortableServer::Servant_var<ExternalPOAImpl> m_ext_poa;
-  PortableServer::Servant_var<ExternalPOARegistryImpl> m_ext_poa_registry;
-  std::unique_ptr<EndpointRegistry> m_endpoint_registry;
+  const std::unique_ptr<EndpointRegistry> m_endpoint_registry;
+  // Behind the registry that they use: closed before it goes.
+  const OwnedServant<ExternalPOARegistryImpl> m_ext_poa_registry;
+  const OwnedServant<ExternalPOAImpl> m_ext_poa;
 };
