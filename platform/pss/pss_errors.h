@@ -22,13 +22,16 @@ constexpr CORBA::ULong MINOR_BAD_QUERY = 0x515A0D07;        // not "select ref(h
 constexpr CORBA::ULong MINOR_BAD_REFERENCE = 0x515A0D08;    // not a reference to a record of that type
 constexpr CORBA::ULong MINOR_BAD_DECLARATION = 0x515A0D09;  // a storage type or home that cannot be registered
 constexpr CORBA::ULong MINOR_BAD_COLUMN = 0x515A0D0A;       // a result set has the one column 1
+constexpr CORBA::ULong MINOR_BAD_MODE = 0x515A0D14;         // the mode of an association is 0 or 1
+constexpr CORBA::ULong MINOR_BAD_MANAGER = 0x515A0D15;      // a session manager that is nil or of another make
 // TRANSACTION_REQUIRED
 constexpr CORBA::ULong MINOR_NO_TRANSACTION = 0x515A0D0B;  // mode 1 on a thread without a transaction
 constexpr CORBA::ULong MINOR_READ_ONLY = 0x515A0D0C;       // a write through an association in mode 0
 // BAD_INV_ORDER
-constexpr CORBA::ULong MINOR_SESSION_ENDED = 0x515A0D0D;  // the association or its transaction is over
-constexpr CORBA::ULong MINOR_NO_ROW = 0x515A0D0E;         // value() without a current row
-constexpr CORBA::ULong MINOR_NO_ORB = 0x515A0D0F;         // object references need StoreOptions::orb
+constexpr CORBA::ULong MINOR_SESSION_ENDED = 0x515A0D0D;   // the association or its transaction is over
+constexpr CORBA::ULong MINOR_NO_ROW = 0x515A0D0E;          // value() without a current row
+constexpr CORBA::ULong MINOR_NO_ORB = 0x515A0D0F;          // object references need StoreOptions::orb
+constexpr CORBA::ULong MINOR_IN_TRANSACTION = 0x515A0D13;  // homes are registered outside store transactions
 // TRANSACTION_ROLLEDBACK
 constexpr CORBA::ULong MINOR_ROLLED_BACK = 0x515A0D10;  // a failure of the store has doomed the transaction
 // OBJECT_NOT_EXIST

@@ -42,7 +42,7 @@ class Session {
   friend class TxSessionAssociation;
   friend class Statement;
 
-  HomeContext& context(const std::string& home_type_id);
+  const std::shared_ptr<HomeContext>& context(const std::string& home_type_id);
   void end();
 
   std::shared_ptr<WorkUnit> m_unit;  // null once ended

@@ -1,0 +1,36 @@
+#include "platform/pss/field.h"
+
+#include "platform/pss/raise.h"
+
+namespace QZ_PSS {
+
+namespace {
+
+int digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored identifier is not lower-case hex");
+}
+
+}  // namespace
+
+std::string to_hex(const CORBA::OctetSeq& octets) {
+  static constexpr char digits[] = "0123456789abcdef";
+  std::string text(2 * static_cast<std::size_t>(octets.length()), '0');
+  for (CORBA::ULong i = 0; i < octets.length(); ++i) {
+    text[2 * i] = digits[octets[i] >> 4];
+    text[2 * i + 1] = digits[octets[i] & 0xf];
+  }
+  return text;
+}
+
+CORBA::OctetSeq from_hex(const std::string& text) {
+  if (text.size() % 2 != 0) raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored identifier has half an octet");
+  CORBA::OctetSeq octets;
+  octets.length(static_cast<CORBA::ULong>(text.size() / 2));
+  for (CORBA::ULong i = 0; i < octets.length(); ++i)
+    octets[i] = static_cast<CORBA::Octet>(digit(text[2 * i]) << 4 | digit(text[2 * i + 1]));
+  return octets;
+}
+
+}  // namespace QZ_PSS

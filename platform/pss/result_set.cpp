@@ -1,0 +1,39 @@
+#include "platform/pss/result_set.h"
+
+#include "platform/pss/home_context.h"
+#include "platform/pss/raise.h"
+
+namespace QZ_PSS {
+
+ResultSet::ResultSet(std::shared_ptr<HomeContext> context) : m_context(std::move(context)) {}
+ResultSet::~ResultSet() = default;
+
+bool ResultSet::next() {
+  if (!m_context) return false;
+  if (m_position == m_page.size()) {
+    m_page = m_context->page(m_last);
+    m_position = 0;
+    if (m_page.empty()) {
+      close();
+      return false;
+    }
+    m_last = m_page.back();
+  }
+  ++m_position;
+  return true;
+}
+
+CORBA::Any* ResultSet::value(int column) const {
+  if (column != 1) raise<CORBA::BAD_PARAM>(MINOR_BAD_COLUMN, minor_text(MINOR_BAD_COLUMN));
+  if (!m_context || m_position == 0) raise<CORBA::BAD_INV_ORDER>(MINOR_NO_ROW, minor_text(MINOR_NO_ROW));
+  CORBA::Any_var any = new CORBA::Any;
+  any.inout() <<= m_context->make_object(m_page[m_position - 1])->to_reference();
+  return any._retn();
+}
+
+void ResultSet::close() {
+  m_context.reset();
+  m_page.clear();
+}
+
+}  // namespace QZ_PSS

@@ -1,0 +1,30 @@
+// The one write turn of a store within the process: first come, first served.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <mutex>
+
+namespace QZ_PSS {
+
+// Safe from any thread.
+class WriterQueue {
+ public:
+  // False when the turn did not come before the deadline; true is paired with release().
+  [[nodiscard]] bool acquire(std::chrono::steady_clock::time_point deadline);
+  // From any thread.
+  void release();
+
+ private:
+  struct Waiter {
+    std::condition_variable turn;
+    bool granted = false;
+  };
+
+  std::mutex m_mutex;  // guards the members below, and the waiters' contents
+  bool m_taken = false;
+  std::list<Waiter*> m_waiting;
+};
+
+}  // namespace QZ_PSS
