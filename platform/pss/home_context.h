@@ -24,6 +24,8 @@ class HomeContext : public std::enable_shared_from_this<HomeContext> {
 
   const HomeTable& table() const { return m_table; }
   std::uint64_t changes() const { return m_unit->changes(); }
+  // BAD_INV_ORDER once the session's work has ended.
+  void check_open() const { m_unit->check_open(); }
 
   QZ_Handle<CosPersistentState::StorageHomeBase> make_home();
   static const std::shared_ptr<HomeContext>& of(const CosPersistentState::StorageHomeBase& home);

@@ -8,7 +8,8 @@ namespace QZ_PSS {
 
 namespace {
 
-thread_local std::string t_last_error;
+// Has no destructor, so that a transaction rolled back at its thread's end may still report here.
+thread_local char t_last_error[256];
 
 int result_code(const soci::soci_error& error) {
   const auto* sqlite = dynamic_cast<const soci::sqlite3_soci_error*>(&error);
@@ -70,11 +71,12 @@ const char* minor_text(CORBA::ULong minor) {
   }
 }
 
-const std::string& last_error() {
+std::string last_error() {
   return t_last_error;
 }
+
 void set_last_error(const std::string& text) {
-  t_last_error = text;
+  t_last_error[text.copy(t_last_error, sizeof t_last_error - 1)] = '\0';
 }
 
 bool is_locked(const soci::soci_error& error) {

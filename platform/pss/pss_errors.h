@@ -45,8 +45,9 @@ bool is_already_exists(const CORBA::SystemException& ex);
 // What a minor code of this list means; empty for any other.
 const char* minor_text(CORBA::ULong minor);
 
-// What happened, in the engine's words, the last time the store raised an exception on this thread.
-const std::string& last_error();
+// What happened, in the engine's words, the last time the store raised an exception on this thread; cut after 255
+// octets.
+std::string last_error();
 
 // The store cannot be opened; what() names the URL and the reason.
 class OpenError : public std::runtime_error {

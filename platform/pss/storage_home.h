@@ -41,7 +41,7 @@ class StorageHomeBase : public QZ_Body {
   class Initial {
    public:
     Initial(const QZ_PSS::Octets& m, const CORBA::OctetSeq& v) : member(m), field{QZ_PSS::to_hex(v), 0} {}
-    Initial(const QZ_PSS::String& m, const char* v) : member(m), field{v, 0} {}
+    Initial(const QZ_PSS::String& m, const char* v) : member(m), field{v ? v : "", 0} {}
     Initial(const QZ_PSS::String& m, const std::string& v) : member(m), field{v, 0} {}
     Initial(const QZ_PSS::Boolean& m, bool v) : member(m), field{{}, v} {}
     Initial(const QZ_PSS::ULong& m, CORBA::ULong v) : member(m), field{{}, v} {}
@@ -69,7 +69,7 @@ class StorageHomeBase : public QZ_Body {
   }
   template <class T>
   QZ_PSS::StorageRef<T> find(const char* key) const {
-    return QZ_PSS::StorageRef<T>::checked(find_object(key));
+    return QZ_PSS::StorageRef<T>::checked(find_object(key ? key : ""));
   }
   // Members not named start as "", 0, false, nil or the empty list. PERSIST_STORE with MINOR_ALREADY_EXISTS when there
   // is a record with that key; nothing has been written then and the transaction can go on.

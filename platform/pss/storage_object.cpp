@@ -22,10 +22,6 @@ bool StorageObject::exists() const {
   return m_context->load(m_seq).has_value();
 }
 
-CORBA::ULong StorageObject::count(const QZ_PSS::Member& member) const {
-  return static_cast<CORBA::ULong>(field(member).number);
-}
-
 const QZ_PSS::Field& StorageObject::field(const QZ_PSS::Member& member) const {
   load();
   return m_fields[m_context->table().type.index_of(member)];
@@ -68,6 +64,7 @@ std::string StorageObject::reference_text(const StorageObject* object) {
 }
 
 void StorageObject::load() const {
+  m_context->check_open();
   if (!m_fields.empty() && m_loaded_at == m_context->changes()) return;
   std::optional<QZ_PSS::Fields> fields = m_context->load(m_seq);
   if (!fields) QZ_PSS::HomeContext::raise_gone();

@@ -85,7 +85,7 @@ class StorageObject : public QZ_Body {
   void set(const QZ_PSS::Octets& member, const CORBA::OctetSeq& value) {
     set_field(member, {QZ_PSS::to_hex(value), 0});
   }
-  void set(const QZ_PSS::String& member, const char* value) { set_field(member, {value, 0}); }
+  void set(const QZ_PSS::String& member, const char* value) { set_field(member, {value ? value : "", 0}); }
   void set(const QZ_PSS::String& member, const std::string& value) { set_field(member, {value, 0}); }
   void set(const QZ_PSS::Boolean& member, bool value) { set_field(member, {{}, value}); }
   void set(const QZ_PSS::ULong& member, CORBA::ULong value) { set_field(member, {{}, value}); }
@@ -119,8 +119,12 @@ class StorageObject : public QZ_Body {
     return remove_item(member, QZ_PSS::to_hex(value));
   }
   bool remove(const QZ_PSS::StringList& member, const std::string& value) { return remove_item(member, value); }
-  // The number of elements of a list member.
-  CORBA::ULong count(const QZ_PSS::Member& member) const;
+  // The number of elements.
+  template <class Seq>
+  CORBA::ULong count(const QZ_PSS::OctetsList<Seq>& member) const {
+    return static_cast<CORBA::ULong>(field(member).number);
+  }
+  CORBA::ULong count(const QZ_PSS::StringList& member) const { return static_cast<CORBA::ULong>(field(member).number); }
 
  private:
   friend class StorageHomeBase;

@@ -22,6 +22,8 @@ class WorkUnit {
   // BAD_INV_ORDER with MINOR_SESSION_ENDED after end(); otherwise as Connection::execute.
   virtual long long execute(const Sql& sql, const Fields& params = {}, const RowHandler& on_row = {});
 
+  void check_open() const;
+
   // Grows with each write, so that whoever keeps a copy of a record sees that it may be out of date.
   std::uint64_t changes() const { return m_changes; }
   void changed() { ++m_changes; }
@@ -33,7 +35,6 @@ class WorkUnit {
   // Taken at the first use.
   Connection& connection();
   void give_back();
-  void check_open() const;
   void close() { m_open = false; }
 
  private:
