@@ -92,7 +92,7 @@ std::string json_line(const Event& event) {
   const nlohmann::ordered_json line = {{"time", time_text(event.time)},
                                        {"subsystem", event.subsystem},
                                        {"id", event.id},
-                                       {"priority", priority_name(event.priority)},
+                                       {"priority", event.priority},
                                        {"message", without_trailing_breaks(substitute(event.text, event.parameters))},
                                        {"parameters", event.parameters}};
   return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);

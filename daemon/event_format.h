@@ -27,7 +27,8 @@ std::string time_text(std::chrono::system_clock::time_point time);
 // TIME PRIORITY SUBSYSTEM ID MESSAGE. Line breaks within the message are written as \n, other control characters
 // as \xNN, a backslash as two; trailing line breaks are dropped.
 std::string text_line(const Event& event);
-// An object with time, subsystem, id, priority, message and parameters. Octets that are no UTF-8 become U+FFFD.
+// An object with time, subsystem, id, priority (a number), message and parameters. Octets that are no UTF-8 become
+// U+FFFD.
 std::string json_line(const Event& event);
 
 }  // namespace poalocd

@@ -1,0 +1,358 @@
+#include "daemon/active_process_impl.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "daemon/exception_text.h"
+#include "daemon/host_event.h"
+#include "daemon/locator_store.h"
+#include "daemon/process_registry_impl.h"
+#include "daemon/spawn.h"
+#include "daemon/store_query.h"
+#include "platform/pss/transaction_guard.h"
+
+namespace poalocd {
+
+namespace {
+
+ProcessSettings settings_of(ProcessContext& context, const std::string& name) {
+  const QZ_IMRInternal::Process_var process = context.processes->find(name.c_str());
+  const auto* known = dynamic_cast<ImrProcess*>(process.in());
+  if (!known) throw QZ_LocatorInternal::StartFailed(("process \"" + name + "\" is not configured").c_str());
+  return known->settings();
+}
+
+std::string seconds_text(Milliseconds time) {
+  std::string text = std::to_string(static_cast<double>(time.count()) / 1000);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+ActiveProcessImpl::ActiveProcessImpl(ProcessContext& context, std::string name)
+    : m_context(context), m_name(std::move(name)) {}
+
+void ActiveProcessImpl::start() {
+  const QZ_MutexLock lock(m_mutex);
+  switch (m_state) {
+    case State::UP:
+      return;
+    case State::SETTLING:
+      m_start_wanted = true;
+      return;
+    case State::LEAVING:
+      if (!std::exchange(m_start_wanted, true)) limit_stop();
+      return;
+    case State::IDLE:
+      launch();
+  }
+}
+
+void ActiveProcessImpl::launch() {
+  try {
+    const auto settings = settings_of(m_context, m_name);
+    std::map<std::string, std::string> environment;
+    environment.emplace("POALOCATOR_DOMAIN", m_context.domain);
+    if (const auto url = m_context.url(); !url.empty()) environment.emplace("POALOCATOR_URL", url);
+    if (const auto orb = first_orb_name(); !orb.empty()) environment.emplace("POALOCATOR_ORB_NAME", orb);
+    const pid_t pid = spawn(settings, environment);
+    try {
+      m_instance = ProcessInstance::of_child(pid);
+      watch(m_instance);
+    } catch (const std::exception& e) {
+      // A run that cannot be watched would never be seen to end.
+      ::kill(-pid, SIGKILL);
+      ::waitpid(pid, nullptr, 0);
+      m_instance.reset();
+      throw QZ_LocatorInternal::StartFailed(
+          ("\"" + settings.argv.front() + "\" cannot be watched: " + e.what()).c_str());
+    }
+    m_state = State::UP;
+    limit_startup(m_instance, settings.startup_time_limit);
+    record();
+    report(m_context.log, PROCESS_STARTED_EVENT, {m_name, std::to_string(pid), settings.argv.front()});
+  } catch (const QZ_LocatorInternal::StartFailed& e) {
+    report(m_context.log, PROCESS_START_FAILED_EVENT, {m_name, e.reason.in()});
+    throw;
+  }
+}
+
+std::string ActiveProcessImpl::first_orb_name() const {
+  QZ_IMRInternal::ORBList_var orbs = m_context.orbs->list_by_process(m_name.c_str());
+  if (orbs->length() == 0) return {};
+  const CORBA::String_var name = orbs[0]->name();
+  return name.in();
+}
+
+void ActiveProcessImpl::watch(const Instance& instance) {
+  m_context.loop.when_readable(instance->pidfd(), [this, keep = self(), instance] { ended(instance); });
+}
+
+void ActiveProcessImpl::limit_startup(const Instance& instance, Milliseconds limit) {
+  if (limit.count() == 0) return;
+  m_context.loop.after(limit, [this, keep = self(), instance, limit] { startup_limit_reached(instance, limit); });
+}
+
+void ActiveProcessImpl::limit_stop() {
+  Milliseconds grace = ProcessSettings().stop_grace;
+  try {
+    grace = settings_of(m_context, m_name).stop_grace;
+  } catch (const QZ_LocatorInternal::StartFailed&) {
+    // No longer configured: the start will fail when its time comes.
+  }
+  m_context.loop.after(grace,
+                       [this, keep = self(), number = ++m_starts_wanted, grace] { stop_grace_over(number, grace); });
+}
+
+void ActiveProcessImpl::add_orb(QZ_LocatorInternal::ActiveORB_ptr which) {
+  const CORBA::String_var name = which->name();
+  Attached replaced;  // given up without the lock
+  const QZ_MutexLock lock(m_mutex);
+  for (auto& attached : m_orbs) {
+    if (attached.name != name.in()) continue;
+    replaced = std::exchange(attached, {name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which)});
+    return;
+  }
+  m_orbs.push_back({name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which)});
+}
+
+void ActiveProcessImpl::remove_orb(const char* orb_name) {
+  Attached removed;  // given up without the lock
+  const QZ_MutexLock lock(m_mutex);
+  const auto found = std::find_if(m_orbs.begin(), m_orbs.end(), [&](const auto& a) { return a.name == orb_name; });
+  if (found == m_orbs.end()) return;
+  removed = *found;
+  m_orbs.erase(found);
+  if (!m_orbs.empty() || m_state != State::UP) return;
+  if (m_instance) {
+    m_state = State::LEAVING;
+    report(m_context.log, PROCESS_LEAVING_EVENT, {m_name, std::to_string(m_instance->pid())});
+  } else {
+    m_state = State::IDLE;
+  }
+  record();
+}
+
+void ActiveProcessImpl::mark_running() {
+  const QZ_MutexLock lock(m_mutex);
+  if (m_state != State::IDLE) return;
+  m_state = State::UP;
+  m_missed = 0;
+  record();
+}
+
+void ActiveProcessImpl::restore(const ProcessIdentity& identity, bool leaving) {
+  const QZ_MutexLock lock(m_mutex);
+  m_state = leaving ? State::LEAVING : State::UP;
+  if (identity.pid == 0) return;
+  m_instance = ProcessInstance::of_identity(identity);
+  if (!m_instance->running()) {
+    m_context.loop.post([this, keep = self(), instance = m_instance] { ended(instance); });
+    return;
+  }
+  watch(m_instance);
+  report(m_context.log, PROCESS_WATCHED_AGAIN_EVENT, {m_name, std::to_string(identity.pid)});
+  try {
+    if (!leaving) limit_startup(m_instance, settings_of(m_context, m_name).startup_time_limit);
+  } catch (const QZ_LocatorInternal::StartFailed&) {
+    // No longer configured: it has no limit any more.
+  }
+}
+
+bool ActiveProcessImpl::idle() const {
+  const QZ_MutexLock lock(m_mutex);
+  return m_state == State::IDLE && m_orbs.empty();
+}
+
+bool ActiveProcessImpl::watched() const {
+  const QZ_MutexLock lock(m_mutex);
+  return m_instance != nullptr;
+}
+
+void ActiveProcessImpl::ended(const Instance& instance) {
+  Orbs dead;
+  bool start_wanted = false;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    if (m_instance != instance) return;  // told late, of a run before this one
+    report_end(*instance, instance->collect());
+    m_instance.reset();
+    m_state = State::SETTLING;
+    dead.swap(m_orbs);
+    start_wanted = m_start_wanted;
+  }
+  // With a start remembered, ORBs that have registered nothing wait for the next run.
+  Orbs waiting;
+  if (start_wanted) waiting = take(dead, false);
+  tell_died(dead);
+
+  Orbs failed;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    m_orbs.insert(m_orbs.begin(), std::make_move_iterator(waiting.begin()), std::make_move_iterator(waiting.end()));
+    m_state = State::IDLE;
+    record();
+    if (std::exchange(m_start_wanted, false)) {
+      try {
+        launch();
+      } catch (...) {
+        failed.swap(m_orbs);
+      }
+    }
+  }
+  tell_died(failed);
+}
+
+void ActiveProcessImpl::startup_limit_reached(const Instance& instance, Milliseconds limit) {
+  Orbs orbs;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    if (m_instance != instance || m_state != State::UP) return;
+    orbs = m_orbs;
+  }
+  if (any_registered(orbs)) return;
+  const QZ_MutexLock lock(m_mutex);
+  if (m_instance != instance) return;
+  report(m_context.log, PROCESS_STARTUP_LIMIT_EVENT, {m_name, std::to_string(instance->pid()), seconds_text(limit)});
+  instance->kill_group();
+}
+
+void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds grace) {
+  Orbs orbs;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    if (m_state != State::LEAVING || !m_start_wanted || start_number != m_starts_wanted) return;
+    m_start_wanted = false;
+    orbs = m_orbs;
+    report(m_context.log, PROCESS_STOP_GRACE_EVENT, {m_name, std::to_string(m_instance->pid()), seconds_text(grace)});
+  }
+  // ORBs that have registered show that the process came back instead of leaving; the start fails for the others.
+  const Orbs failed = take(orbs, false);
+  {
+    const QZ_MutexLock lock(m_mutex);
+    std::erase_if(m_orbs, [&](const auto& attached) {
+      return std::any_of(failed.begin(), failed.end(), [&](const auto& f) { return f.orb.in() == attached.orb.in(); });
+    });
+    if (!orbs.empty() && m_state == State::LEAVING) {
+      m_state = State::UP;
+      record();
+    }
+  }
+  tell_died(failed);
+}
+
+void ActiveProcessImpl::check_unwatched(unsigned limit) {
+  Orbs orbs;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    if (m_instance || m_state == State::SETTLING || (m_state == State::IDLE && m_orbs.empty())) return;
+    orbs = m_orbs;
+  }
+  const bool registered = any_registered(orbs);
+  Orbs dead;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    if (m_instance) return;
+    if (registered && m_state == State::IDLE) {
+      m_state = State::UP;
+      record();
+    }
+    m_missed = registered ? 0 : m_missed + 1;
+    if (m_state != State::UP || m_missed < limit) return;
+    m_missed = 0;
+    m_state = State::IDLE;
+    dead.swap(m_orbs);
+    record();
+  }
+  tell_died(dead);
+}
+
+void ActiveProcessImpl::detach_all() {
+  Orbs orbs;
+  const QZ_MutexLock lock(m_mutex);
+  orbs.swap(m_orbs);
+}
+
+ActiveProcessImpl::Orbs ActiveProcessImpl::take(Orbs& orbs, bool registered) {
+  Orbs taken;
+  Orbs left;
+  for (auto& attached : orbs) {
+    bool is_registered = false;
+    try {
+      is_registered = attached.orb->registered();
+    } catch (const CORBA::Exception&) {
+      // What cannot be asked has nothing that stands.
+    }
+    (is_registered == registered ? taken : left).push_back(std::move(attached));
+  }
+  orbs = std::move(left);
+  return taken;
+}
+
+bool ActiveProcessImpl::any_registered(const Orbs& orbs) {
+  Orbs copy = orbs;
+  return !take(copy, true).empty();
+}
+
+void ActiveProcessImpl::tell_died(const Orbs& orbs) const {
+  for (const auto& attached : orbs) {
+    try {
+      attached.orb->process_died();
+    } catch (...) {
+      report(m_context.log, DEATH_REPORT_FAILED_EVENT, {attached.name, current_exception_text()});
+    }
+  }
+}
+
+void ActiveProcessImpl::report_end(const ProcessInstance& instance, const ProcessEnd& end) const {
+  const std::string pid = std::to_string(instance.pid());
+  switch (end.kind) {
+    case ProcessEnd::Kind::EXITED:
+      report(m_context.log, PROCESS_EXITED_EVENT, {m_name, pid, std::to_string(end.value)});
+      break;
+    case ProcessEnd::Kind::SIGNALLED: {
+      const char* abbreviation = ::sigabbrev_np(end.value);
+      report(m_context.log, PROCESS_KILLED_EVENT,
+             {m_name, pid, abbreviation ? std::string("SIG") + abbreviation : std::to_string(end.value)});
+      break;
+    }
+    case ProcessEnd::Kind::UNKNOWN:
+      report(m_context.log, PROCESS_GONE_EVENT, {m_name, pid});
+  }
+}
+
+void ActiveProcessImpl::record() {
+  m_context.loop.post([this, keep = self()] { write_record(); });
+}
+
+void ActiveProcessImpl::write_record() {
+  bool up = false;
+  bool leaving = false;
+  ProcessIdentity identity;
+  {
+    const QZ_MutexLock lock(m_mutex);
+    up = m_state == State::UP || m_state == State::LEAVING;
+    leaving = m_state == State::LEAVING;
+    if (m_instance) identity = m_instance->identity();
+  }
+  try {
+    QZ_PSS::in_transaction(m_context.store.current, m_context.store.session_manager,
+                           [&](QZ_PSS::TxSessionAssociation& association) {
+                             auto& home = find_home<QZ_LocatorStore::ActiveProcessHome>(association);
+                             destroy_if_found([&] { return home.find_by_name(m_name); });
+                             if (up)
+                               home.create(m_name, static_cast<CORBA::ULong>(identity.pid), identity.start_time,
+                                           identity.boot_id, leaving);
+                           });
+  } catch (...) {
+    report(m_context.log, PROCESS_RECORD_FAILED_EVENT, {m_name, current_exception_text()});
+  }
+}
+
+}  // namespace poalocd
