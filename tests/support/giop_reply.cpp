@@ -39,6 +39,15 @@ void read_iiop_profile(const Octets& profile, ForwardedReference& reference) {
   require(in.at_end(), "octets after an IIOP profile");
 }
 
+void skip_service_contexts(CdrReader& in) {
+  for (std::uint32_t count = in.ulong(); count > 0; --count) {
+    in.ulong();
+    in.sequence();
+  }
+}
+
+}  // namespace
+
 ForwardedReference read_reference(CdrReader& in) {
   ForwardedReference reference;
   reference.type_id = in.text();
@@ -52,15 +61,6 @@ ForwardedReference read_reference(CdrReader& in) {
   }
   return reference;
 }
-
-void skip_service_contexts(CdrReader& in) {
-  for (std::uint32_t count = in.ulong(); count > 0; --count) {
-    in.ulong();
-    in.sequence();
-  }
-}
-
-}  // namespace
 
 Reply parse_reply(const RawMessage& message) {
   Reply reply;

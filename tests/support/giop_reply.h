@@ -52,6 +52,9 @@ struct Reply {
 // Raises std::runtime_error when the message is neither, or is not well formed to its last octet.
 Reply parse_reply(const RawMessage& message);
 
+// The reference at the reader's position.
+ForwardedReference read_reference(CdrReader& in);
+
 // For the messages of failing tests.
 std::string describe(const Reply& reply);
 

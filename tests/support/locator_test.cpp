@@ -13,6 +13,10 @@ void LocatorTest::TearDown() {
   return (same ? ::testing::AssertionSuccess() : ::testing::AssertionFailure()) << describe(reply);
 }
 
+::testing::AssertionResult is_object_not_exist(const Reply& reply) {
+  return is_exception(reply, "OBJECT_NOT_EXIST", reply.exception ? reply.exception->minor : 0);
+}
+
 ::testing::AssertionResult is_forward(const Reply& reply, const std::string& host, unsigned port, const Octets& key) {
   const bool same =
       reply.forward && reply.forward->host == host && reply.forward->port == port && reply.forward->key == key;

@@ -23,6 +23,8 @@ class LocatorTest : public ::testing::Test {
 
 // CORBA's exceptions as a Reply carries them.
 ::testing::AssertionResult is_exception(const Reply& reply, const std::string& name, std::uint32_t minor);
+// With any minor code.
+::testing::AssertionResult is_object_not_exist(const Reply& reply);
 ::testing::AssertionResult is_forward(const Reply& reply, const std::string& host, unsigned port, const Octets& key);
 
 // Vendor minor codes of the locator.

@@ -1,0 +1,81 @@
+// The orderly end of the daemon.
+#include <atomic>
+#include <future>
+
+#include "tests/system/daemon/daemon_test.h"
+
+namespace {
+
+using support::GiopClient;
+
+class ShutdownTest : public DaemonTest {
+ protected:
+  void SetUp() override { m_locator.start(); }
+};
+
+TEST_F(ShutdownTest, IdleDaemonEndsWell) {
+  m_locator.terminate();
+}
+
+TEST_F(ShutdownTest, EveryClientIsToldThatItsRequestsWereNotProcessed) {
+  m_server.register_and_leave({"Bank"});
+  m_server.add_activator([](const std::vector<support::Octets>&) {});
+  std::vector<GiopClient> waiting;
+  for (int i = 0; i < 20; ++i) {
+    waiting.push_back(connect());
+    support::RequestSpec spec = spec_for(m_server, "Bank");
+    spec.dialect.minor = static_cast<unsigned>(i % 3);
+    waiting.back().send(i % 2 == 0 ? request(spec) : locate_request(spec));
+  }
+  // A stranger that has been answered, and one that has never said a word.
+  GiopClient answered = connect();
+  support::RequestSpec name;
+  name.key = support::octets_of("EndpointRegistry");
+  answered.call(request(name));
+  m_locator.request_termination();
+  EXPECT_EQ(answered.receive().type(), support::CLOSE_CONNECTION);
+  EXPECT_TRUE(answered.wait_for_end());
+  for (GiopClient& client : waiting) {
+    EXPECT_EQ(client.receive().type(), support::CLOSE_CONNECTION);
+    EXPECT_TRUE(client.wait_for_end());
+  }
+  EXPECT_EQ(m_locator.wait_for_exit(), 0);
+}
+
+TEST_F(ShutdownTest, ClientThatNeitherReadsNorClosesDoesNotHoldTheDaemonUp) {
+  m_server.add("Bank");
+  GiopClient client = connect();
+  client.send(support::octets_of("GIOP"));
+  m_locator.terminate();
+}
+
+TEST_F(ShutdownTest, ActivatorThatHangsDoesNotHoldTheDaemonUpForLong) {
+  m_locator.terminate();
+  m_locator.config().set("orb_endpoint", "activate_time_limit", "1");
+  m_locator.start();
+  std::promise<void> release;
+  std::shared_future<void> released(release.get_future());
+  std::atomic<bool> called = false;
+  m_server.register_and_leave({"Bank"});
+  m_server.add_activator([&](const std::vector<support::Octets>&) {
+    called = true;
+    released.wait();
+  });
+  GiopClient client = connect();
+  client.send(request(spec_for(m_server, "Bank")));
+  EXPECT_TRUE(support::wait_until([&] { return called.load(); }));
+  m_locator.terminate();
+  release.set_value();
+}
+
+TEST_F(ShutdownTest, NobodyIsServedAfterTheEnd) {
+  m_locator.terminate();
+  EXPECT_THROW(connect(), std::runtime_error);
+}
+
+TEST_F(ShutdownTest, SecondRequestToEndDoesNoHarm) {
+  for (int i = 0; i < 3; ++i) m_locator.request_termination();
+  EXPECT_EQ(m_locator.wait_for_exit(), 0);
+}
+
+}  // namespace
