@@ -63,7 +63,7 @@ class ActiveEndpoint {
   bool is_dynamic_state_set() const;
   // Nil when not set; the caller releases it.
   QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state() const;
-  // Whether the endpoint has been destroyed.
+  // Whether the endpoint has been destroyed; waits for a destruction that is under way.
   bool has_ended() const;
   // For tests and diagnosis.
   std::size_t number_of_pending_requests() const;
@@ -102,10 +102,14 @@ class ActiveEndpoint {
   void destroy_persistent_data();
 
  private:
-  void destroy_with_orb_locked(const CORBA::SystemException& outcome);
   void join_orb(bool running);
+  void create_mirror();
   void install_interceptor();
-  void undo_construction() noexcept;
+  void undo_construction(bool with_mirror) noexcept;
+  void release_binding();
+  void write_mirror(QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOREndpoint_ptr ior_endpoint);
+  bool end(const CORBA::SystemException& outcome, bool unless_running);
+  bool end_with_orb_locked(const CORBA::SystemException& outcome, bool unless_running);
 
   QZ_Handle<ActiveEndpointRep> m_rep;
 };

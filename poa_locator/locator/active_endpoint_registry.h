@@ -14,7 +14,7 @@ class POALocatorImpl;
 
 class ActiveEndpointRegistry {
  public:
-  // Reads "plugins:locator:active_endpoint_home_type_id".
+  // Reads "plugins:locator:active_endpoint_home_type_id" and makes that home known to the store.
   explicit ActiveEndpointRegistry(POALocatorImpl& locator);
   // Cuts every endpoint left off from its requests; the mirrors stay for the next start.
   ~ActiveEndpointRegistry();
@@ -55,6 +55,8 @@ class ActiveEndpointRegistry {
  private:
   using Table = QZ_HashMap<CORBA::OctetSeq, ActiveEndpoint, QZ_Cxx_OctetSeqHash<CORBA::OctetSeq>,
                            QZ_Cxx_OctetSeqEqual<CORBA::OctetSeq>>;
+
+  void put_in_place(ActiveEndpoint& endpoint) REQUIRES(m_creation_mutex) EXCLUDES(m_mutex);
 
   // Guards no member: makes one out of two creations of the same endpoint. Held while an endpoint is constructed, which
   // the table's mutex never is. Taken before the lock of any active ORB or endpoint.

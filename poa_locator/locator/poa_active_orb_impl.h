@@ -50,6 +50,7 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ActiveORB, public QZ
   QZ_LocatorAdmin::ActiveORB_ptr external_reference() override;
   CORBA::Boolean validate() override;
   CORBA::Boolean probe() override;
+  CORBA::Boolean registered() override;
   void destroy() override;
   CORBA::ORB_ptr _qz_get_orb() override;
 
@@ -102,15 +103,18 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ActiveORB, public QZ
   using EndpointTable = QZ_HashMap<CORBA::OctetSeq, ActiveEndpoint, QZ_Cxx_OctetSeqHash<CORBA::OctetSeq>,
                                    QZ_Cxx_OctetSeqEqual<CORBA::OctetSeq>>;
 
-  void impl_construct(bool running);
+  POAActiveORBImpl(POALocatorImpl& locator, const QZ_String& name,
+                   QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator, bool running);
+  void impl_construct(bool running) REQUIRES(m_mutex);
   void impl_add_to_persistent_store();
-  void leave_process() noexcept REQUIRES(m_mutex);
+  void leave_process() REQUIRES(m_mutex);
+  void write_mirror(QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator) REQUIRES(m_mutex);
   void replace_activator(QZ_POA_PersistentServer::EndpointActivator_ptr fresh, std::optional<bool> held_answers)
       REQUIRES(m_mutex);
-  void write_mirror(QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator) REQUIRES(m_mutex);
-  void start_process(ActiveEndpoint& endpoint) REQUIRES(m_mutex);
-  void start_activation(const QZ_POA_PersistentServer::EndpointIdList& ids) REQUIRES(m_mutex);
-  void remove_awaiting(const CORBA::OctetSeq& id) REQUIRES(m_mutex);
+  void start_process(const CORBA::OctetSeq& id) REQUIRES(m_mutex);
+  void await_activation(const CORBA::OctetSeq& id) REQUIRES(m_mutex);
+  void stop_awaiting(const CORBA::OctetSeq& id) REQUIRES(m_mutex);
+  void remove_entry(const CORBA::OctetSeq& id, bool present) REQUIRES(m_mutex);
   void destroy_if_unused() REQUIRES(m_mutex);
 
   POALocatorImpl& m_locator;
@@ -122,6 +126,6 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ActiveORB, public QZ
   EndpointTable m_endpoints GUARDED_BY(m_mutex);
   QZ_POA_PersistentServer::EndpointActivator_var m_endpoint_activator GUARDED_BY(m_mutex);
   // POAs whose activation was asked while the process was being started.
-  QZ_POA_PersistentServer::EndpointIdList m_awaiting_activation GUARDED_BY(m_mutex);
+  QZ_Vector<CORBA::OctetSeq> m_awaiting_activation GUARDED_BY(m_mutex);
   bool m_destroying GUARDED_BY(m_mutex) = false;
 };

@@ -19,7 +19,7 @@ class POAActiveORBRegistry {
  public:
   using Handle = RefCountHandle<POAActiveORBImpl>;
 
-  // Duplicates the reference. Reads "plugins:locator:active_orb_home_type_id".
+  // Duplicates the reference. Reads "plugins:locator:active_orb_home_type_id" and makes that home known to the store.
   POAActiveORBRegistry(POALocatorImpl& locator, QZ_LocatorInternal::ActiveORBRegistry_ptr host_registry);
   // Takes the records left out of the host's table; their mirrors stay for the next start.
   ~POAActiveORBRegistry();
@@ -58,7 +58,8 @@ class POAActiveORBRegistry {
  private:
   Handle find_or_make(const char* orb_name, const std::function<POAActiveORBImpl*()>& make, bool& created)
       EXCLUDES(m_creation_mutex, m_mutex);
-  QZ_Vector<Handle> own_records(const QZ_LocatorInternal::ActiveORBList& list);
+  Handle own_record(const char* orb_name) REQUIRES(m_mutex);
+  static QZ_Vector<Handle> own_records(const QZ_LocatorInternal::ActiveORBList& list);
 
   POALocatorImpl& m_locator;
   // Guards no member: makes one out of two creations of the same record. Taken before the lock of any active ORB.

@@ -1,0 +1,342 @@
+#include "poa_locator/locator/active_endpoint.h"
+
+#include <utility>
+
+#include "platform/orb/exception_text.h"
+#include "platform/orb/ref_counted_local_object.h"
+#include "poa_locator/imr/endpoint_id_utils.h"
+#include "poa_locator/imr/endpoint_registry.h"
+#include "poa_locator/imr/poa_imr_impl.h"
+#include "poa_locator/interceptors/endpoint_interceptor.h"
+#include "poa_locator/locator/active_endpoint_mirror.h"
+#include "poa_locator/locator/active_endpoint_registry.h"
+#include "poa_locator/locator/active_endpoint_rep.h"
+#include "poa_locator/locator/poa_active_orb_registry.h"
+#include "poa_locator/locator/request_response_thread.h"
+#include "poa_locator/plugin/event_report.h"
+#include "poa_locator/plugin/initial_reference.h"
+#include "poa_locator/plugin/minor_codes.h"
+#include "poa_locator/plugin/poa_loc_event_msg.h"
+#include "poa_locator/plugin/poa_locator_impl.h"
+
+using QZ_POA_PersistentServer::EndpointDynamicState;
+using ServerRegistry = QZ_POA_PersistentServer::EndpointRegistry;
+
+namespace {
+
+QZ_String last_name(const CORBA::OctetSeq& id) {
+  QZ_POAIMRAdmin::FullyQualifiedName_var names = EndpointIdUtils::id_to_fqpn(id);
+  const CORBA::ULong count = names->length();
+  return count == 0 ? QZ_String() : QZ_String(names[count - 1].in());
+}
+
+CORBA::TRANSIENT destroyed() {
+  return CORBA::TRANSIENT(MINOR_ENDPOINT_DESTROYED, CORBA::COMPLETED_NO);
+}
+
+}  // namespace
+
+ActiveEndpointRep::ActiveEndpointRep(POALocatorImpl& core, const CORBA::OctetSeq& endpoint_id)
+    : locator(core),
+      id(endpoint_id),
+      name(last_name(endpoint_id)),
+      full_name(EndpointIdUtils::id_to_fqpn_string(endpoint_id)) {
+  CORBA::ORB_var orb = core._qz_get_orb();
+  binding_manager = initial_reference<QZ_Binding::BindingManager>(orb, "QZ_BindingManager");
+}
+
+ActiveEndpoint::ActiveEndpoint() = default;
+ActiveEndpoint::ActiveEndpoint(const ActiveEndpoint& other) = default;
+ActiveEndpoint::ActiveEndpoint(ActiveEndpoint&& other) noexcept = default;
+ActiveEndpoint& ActiveEndpoint::operator=(const ActiveEndpoint& other) = default;
+ActiveEndpoint& ActiveEndpoint::operator=(ActiveEndpoint&& other) noexcept = default;
+ActiveEndpoint::~ActiveEndpoint() = default;
+
+ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id, const char* orb_name)
+    : m_rep(new ActiveEndpointRep(locator, id)) {
+  EndpointRegistry& repository = locator.impl_poa_imr().impl_endpoint_registry();
+  m_rep->imr_entry = repository.find(id);
+  if (!m_rep->imr_entry.is_null() && m_rep->imr_entry.persistent()) {
+    const QZ_String owner = m_rep->imr_entry.orb_name();
+    if (!owner.empty() && owner != orb_name) throw ServerRegistry::InvalidOrbName(orb_name);
+  } else {
+    m_rep->imr_entry = repository.on_demand_create(id, orb_name);
+  }
+  m_rep->orb_name = orb_name;
+  try {
+    join_orb(true);
+    create_mirror();
+    install_interceptor();
+  } catch (...) {
+    undo_construction(true);
+    throw;
+  }
+}
+
+ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id)
+    : m_rep(new ActiveEndpointRep(locator, id)) {
+  m_rep->imr_entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
+  if (m_rep->imr_entry.is_null() || !m_rep->imr_entry.persistent())
+    throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
+  m_rep->orb_name = m_rep->imr_entry.orb_name();
+  try {
+    if (!m_rep->orb_name.empty()) join_orb(false);
+    create_mirror();
+    try {
+      install_interceptor();
+    } catch (const CORBA::SystemException& ex) {
+      report(locator.impl_event_log(), POALocEvent::ACTIVE_ENDPOINT_INTERCEPTOR_CREATE, QZ_Logging::ERROR_PRIORITY,
+             ACTIVE_ENDPOINT_INTERCEPTOR_CREATE_MSG, {m_rep->full_name.c_str(), QZ_CORBA::to_string(ex).c_str()});
+      throw;
+    }
+  } catch (...) {
+    undo_construction(true);
+    throw;
+  }
+}
+
+ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data)
+    : m_rep(new ActiveEndpointRep(locator, data->id())) {
+  m_rep->orb_name = data->orb();
+  m_rep->imr_entry = locator.impl_poa_imr().impl_endpoint_registry().find(m_rep->id);
+  const QZ_POA_PersistentServer::EndpointDynamicState_var state = data->remote_endpoint();
+  const CORBA::Object_var reference = data->proto_direct_ior();
+  const QZ_IOR::IOR_var ior = m_rep->binding_manager->object_to_ior(reference);
+  QZ_IOR::IOREndpoint_var ior_endpoint;
+  if (!CORBA::is_nil(ior)) {
+    CORBA::OctetSeq_var key;
+    ior_endpoint = ior->split(key.out());
+  }
+  m_rep->requests.publish(state, ior_endpoint);
+  try {
+    if (!m_rep->orb_name.empty()) join_orb(false);
+    install_interceptor();
+  } catch (...) {
+    undo_construction(false);
+    throw;
+  }
+  report(locator.impl_event_log(), POALocEvent::ACTIVE_ENDPOINT_LOAD, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_LOAD_MSG,
+         {m_rep->full_name.c_str()});
+}
+
+void ActiveEndpoint::join_orb(bool running) {
+  // A record that is just being destroyed takes nobody, and has left the table when it says so.
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    m_rep->active_orb = m_rep->locator.impl_poa_active_orb_registry().find_or_create(m_rep->orb_name.c_str(), running);
+    if (m_rep->active_orb->impl_add_active_endpoint(*this)) return;
+    m_rep->active_orb = {};
+  }
+  throw destroyed();
+}
+
+void ActiveEndpoint::create_mirror() {
+  const auto report_failure = [this](QZ_Logging::EventId id, const char* text) {
+    report(m_rep->locator.impl_event_log(), id, QZ_Logging::ERROR_PRIORITY, text, {m_rep->full_name.c_str()});
+  };
+  try {
+    if (!ActiveEndpointMirror(m_rep->locator, m_rep->id).create(m_rep->orb_name.c_str()))
+      report_failure(POALocEvent::ACTIVE_ENDPOINT_PERSIS_DATA_EXISTS, ACTIVE_ENDPOINT_PERSIS_DATA_EXISTS_MSG);
+  } catch (const CORBA::Exception&) {
+    report_failure(POALocEvent::ACTIVE_ENDPOINT_PERSIS_DATA_FAILED, ACTIVE_ENDPOINT_PERSIS_DATA_FAILED_MSG);
+  }
+}
+
+void ActiveEndpoint::install_interceptor() {
+  QZ_Binding::ServerRequestInterceptor_var interceptor = new EndpointInterceptor(m_rep->locator, *this);
+  QZ_MutexLock lock(m_rep->mutex);
+  m_rep->server_binding =
+      m_rep->binding_manager->register_interceptor(m_rep->id, interceptor, QZ_Binding::DISPATCH_INLINE);
+}
+
+void ActiveEndpoint::undo_construction(bool with_mirror) noexcept {
+  try {
+    release_binding();
+    if (!m_rep->active_orb.is_null()) m_rep->active_orb->impl_remove_active_endpoint(*this);
+    if (with_mirror) destroy_persistent_data();
+  } catch (...) {
+    // The exception that ended the construction is the one to tell.
+  }
+  m_rep->requests.end(destroyed());
+}
+
+void ActiveEndpoint::release_binding() {
+  QZ_Binding::ServerBinding_var binding;
+  {
+    QZ_MutexLock lock(m_rep->mutex);
+    binding = m_rep->server_binding._retn();
+  }
+  if (!CORBA::is_nil(binding)) binding->destroy();
+}
+
+bool ActiveEndpoint::is_null() const {
+  return m_rep.is_null();
+}
+
+bool ActiveEndpoint::same_as(const ActiveEndpoint& other) const {
+  return m_rep.operator->() == other.m_rep.operator->();
+}
+
+const CORBA::OctetSeq& ActiveEndpoint::id() const {
+  return m_rep->id;
+}
+
+const char* ActiveEndpoint::name() const {
+  return m_rep->name.c_str();
+}
+
+QZ_POAIMRAdmin::FullyQualifiedName* ActiveEndpoint::full_name() const {
+  return EndpointIdUtils::id_to_fqpn(m_rep->id);
+}
+
+Endpoint ActiveEndpoint::endpoint() const {
+  return m_rep->imr_entry;
+}
+
+POAActiveORBImpl* ActiveEndpoint::orb() const {
+  if (!m_rep->active_orb.is_null()) m_rep->active_orb->_qz_add_ref();
+  return m_rep->active_orb.get();
+}
+
+QZ_POALocatorAdmin::ActivePOA_ptr ActiveEndpoint::external_reference() const {
+  const CORBA::OctetSeq& id = m_rep->id;
+  const PortableServer::ObjectId object_id(id.length(), id.length(), const_cast<CORBA::Octet*>(id.get_buffer()), false);
+  CORBA::Object_var object = m_rep->locator.impl_active_endpoint_poa_nc()->create_reference_with_id(
+      object_id, QZ_POALocatorAdmin::ActivePOA::_PD_repoId);
+  return QZ_POALocatorAdmin::ActivePOA::_unchecked_narrow(object);
+}
+
+bool ActiveEndpoint::is_dynamic_state_set() const {
+  return m_rep->requests.is_running();
+}
+
+QZ_POA_PersistentServer::EndpointDynamicState_ptr ActiveEndpoint::dynamic_state() const {
+  return m_rep->requests.dynamic_state();
+}
+
+bool ActiveEndpoint::has_ended() const {
+  QZ_MutexLock lock(m_rep->mutex);
+  return m_rep->requests.has_ended();
+}
+
+std::size_t ActiveEndpoint::number_of_pending_requests() const {
+  return m_rep->requests.number_of_pending();
+}
+
+void ActiveEndpoint::handle_request(RequestInfoBase& request) {
+  m_rep->requests.handle(request, m_rep->id);
+}
+
+void ActiveEndpoint::activate() {
+  {
+    QZ_MutexLock lock(m_rep->mutex);
+    if (m_rep->orb_name.empty() || m_rep->active_orb.is_null())
+      throw CORBA::TRANSIENT(MINOR_NOT_STARTABLE, CORBA::COMPLETED_NO);
+    if (m_rep->requests.is_running()) return;
+  }
+  m_rep->active_orb->impl_activate(*this);
+}
+
+void ActiveEndpoint::set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOR_ptr ior) {
+  if (CORBA::is_nil(ior)) throw CORBA::BAD_PARAM(MINOR_NIL_REFERENCE, CORBA::COMPLETED_NO);
+  QZ_MutexLock lock(m_rep->mutex);
+  if (m_rep->requests.has_ended()) throw CORBA::OBJECT_NOT_EXIST(MINOR_NO_MIRROR, CORBA::COMPLETED_NO);
+  if (m_rep->requests.is_running()) throw ServerRegistry::EntryAlreadyExists(m_rep->id);
+  CORBA::OctetSeq_var key;
+  const QZ_IOR::IOREndpoint_var ior_endpoint = ior->split(key.out());
+  // A request that is forwarded must find the same after a restart, so the record comes first.
+  write_mirror(state, ior_endpoint);
+  RequestResponseThread::answer(m_rep->locator, *this, m_rep->requests.publish(state, ior_endpoint));
+}
+
+void ActiveEndpoint::clear_dynamic_state() {
+  QZ_MutexLock lock(m_rep->mutex);
+  m_rep->requests.withdraw();
+  update_persis_data();
+}
+
+void ActiveEndpoint::update_persis_data() {
+  const QZ_POA_PersistentServer::EndpointDynamicState_var state = m_rep->requests.dynamic_state();
+  const QZ_IOR::IOREndpoint_var ior_endpoint = m_rep->requests.ior_endpoint();
+  write_mirror(state, ior_endpoint);
+}
+
+void ActiveEndpoint::write_mirror(QZ_POA_PersistentServer::EndpointDynamicState_ptr state,
+                                  QZ_IOR::IOREndpoint_ptr ior_endpoint) {
+  try {
+    CORBA::Object_var reference;
+    if (!CORBA::is_nil(ior_endpoint)) {
+      const QZ_IOR::IOR_var ior = ior_endpoint->make_ior(CORBA::OctetSeq(), "");
+      reference = m_rep->binding_manager->ior_to_object(ior);
+    }
+    ActiveEndpointMirror(m_rep->locator, m_rep->id).update(state, reference);
+  } catch (const CORBA::Exception&) {
+    throw CORBA::OBJECT_NOT_EXIST(MINOR_NO_MIRROR, CORBA::COMPLETED_NO);
+  }
+}
+
+void ActiveEndpoint::destroy_persistent_data() {
+  QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();
+  const char* name = m_rep->full_name.c_str();
+  try {
+    ActiveEndpointMirror(m_rep->locator, m_rep->id).destroy();
+  } catch (const CosPersistentState::NotFound&) {
+    report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA, QZ_Logging::WARNING,
+           ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA_MSG, {name});
+  } catch (const CORBA::SystemException& ex) {
+    report(log, POALocEvent::ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED, QZ_Logging::ERROR_PRIORITY,
+           ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED_MSG, {name, QZ_CORBA::to_string(ex).c_str()});
+  }
+}
+
+void ActiveEndpoint::clear_pending_requests(const CORBA::SystemException& outcome) {
+  QZ_MutexLock lock(m_rep->mutex);
+  m_rep->requests.fail_pending(outcome);
+}
+
+void ActiveEndpoint::destroy() {
+  end(destroyed(), false);
+}
+
+bool ActiveEndpoint::destroy_unless_running(const CORBA::SystemException& outcome) {
+  return end(outcome, true);
+}
+
+// Leaving the ORB may destroy it, which needs its mutex, and that comes before the endpoint's.
+bool ActiveEndpoint::end(const CORBA::SystemException& outcome, bool unless_running) {
+  if (m_rep->active_orb.is_null()) return end_with_orb_locked(outcome, unless_running);
+  QZ_RecursiveMutexLock lock(m_rep->active_orb->impl_mutex());
+  return end_with_orb_locked(outcome, unless_running);
+}
+
+bool ActiveEndpoint::end_with_orb_locked(const CORBA::SystemException& outcome, bool unless_running) {
+  QZ_MutexLock lock(m_rep->mutex);
+  if (unless_running && m_rep->requests.is_running()) return false;
+  QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();
+  const char* name = m_rep->full_name.c_str();
+  try {
+    report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_DESTROY_MSG, {name});
+    // First of all: once the endpoint has left the table a successor may come and take the same key prefix.
+    const QZ_Binding::ServerBinding_var binding = m_rep->server_binding._retn();
+    if (!CORBA::is_nil(binding)) binding->destroy();
+    m_rep->locator.impl_active_endpoint_registry().remove(*this);
+    if (!m_rep->active_orb.is_null()) m_rep->active_orb->impl_remove_active_endpoint(*this);
+  } catch (...) {
+    report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY_FAILED, QZ_Logging::ERROR_PRIORITY,
+           ACTIVE_ENDPOINT_DESTROY_FAILED_MSG, {name});
+  }
+  m_rep->requests.end(outcome);
+  return true;
+}
+
+void ActiveEndpoint::detach() {
+  release_binding();
+  m_rep->requests.end(destroyed());
+}
+
+CORBA::Boolean ActiveEndpoint::validate() {
+  const bool valid = m_rep->requests.is_running();
+  report(m_rep->locator.impl_event_log(),
+         valid ? POALocEvent::ACTIVE_ENDPOINT_VALID : POALocEvent::ACTIVE_ENDPOINT_INVALID, QZ_Logging::INFORMATION,
+         valid ? ACTIVE_ENDPOINT_VALID_MSG : ACTIVE_ENDPOINT_INVALID_MSG, {m_rep->full_name.c_str()});
+  return valid;
+}

@@ -1,0 +1,52 @@
+#include "poa_locator/locator/active_endpoint_mirror.h"
+
+#include "platform/pss/transaction_guard.h"
+#include "poa_locator/idl/poa_locator_store.h"
+#include "poa_locator/locator/active_endpoint_registry.h"
+#include "poa_locator/plugin/poa_locator_impl.h"
+
+using QZ_POA_PersistentServer::EndpointDynamicState;
+using QZ_PoaLocatorStore::ActiveEndpointHome;
+
+namespace {
+
+template <class Work>
+auto with_home(POALocatorImpl& locator, Work&& work) {
+  return QZ_PSS::in_transaction(
+      locator.impl_tx_current_nc(), locator.impl_session_manager_nc(), [&](QZ_PSS::TxSessionAssociation& association) {
+        auto* home = ActiveEndpointHome::_narrow(
+            association.find_storage_home(locator.impl_active_endpoint_registry().home_type_id()));
+        if (!home) throw CORBA::INTERNAL(0, CORBA::COMPLETED_NO);
+        return work(*home);
+      });
+}
+
+}  // namespace
+
+bool ActiveEndpointMirror::create(const char* orb_name) {
+  return with_home(m_locator, [&](ActiveEndpointHome& home) {
+    try {
+      home.create(m_id, orb_name, EndpointDynamicState::_nil(), CORBA::Object::_nil());
+      return true;
+    } catch (const CORBA::PERSIST_STORE& ex) {
+      if (!QZ_PSS::is_already_exists(ex)) throw;
+    }
+    // Left by an endpoint whose record could not be removed, so it tells of another ORB perhaps.
+    home.find_by_id(m_id)->destroy_object();
+    home.create(m_id, orb_name, EndpointDynamicState::_nil(), CORBA::Object::_nil());
+    return false;
+  });
+}
+
+void ActiveEndpointMirror::update(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,
+                                  CORBA::Object_ptr prototype) {
+  with_home(m_locator, [&](ActiveEndpointHome& home) {
+    const QZ_PoaLocatorStore::ActiveEndpointDataRef data = home.find_by_id(m_id);
+    data->proto_direct_ior(prototype);
+    data->remote_endpoint(dynamic_state);
+  });
+}
+
+void ActiveEndpointMirror::destroy() {
+  with_home(m_locator, [&](ActiveEndpointHome& home) { home.find_by_id(m_id)->destroy_object(); });
+}

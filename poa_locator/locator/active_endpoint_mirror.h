@@ -1,0 +1,24 @@
+// The stored record of one active endpoint. Every operation is a transaction of its own, or part of the calling
+// thread's. Raises PERSIST_STORE, TRANSIENT and the like when the store fails.
+#pragma once
+
+#include <poa_persistent_server.hh>
+
+class POALocatorImpl;
+
+class ActiveEndpointMirror {
+ public:
+  // Refers to both.
+  ActiveEndpointMirror(POALocatorImpl& locator, const CORBA::OctetSeq& id) : m_locator(locator), m_id(id) {}
+
+  // A record of a POA that does not run. False when there was one already, which the new one has replaced.
+  bool create(const char* orb_name);
+  // Nil references: the POA does not run. CosPersistentState::NotFound when there is no record.
+  void update(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state, CORBA::Object_ptr prototype);
+  // CosPersistentState::NotFound when there is no record.
+  void destroy();
+
+ private:
+  POALocatorImpl& m_locator;
+  const CORBA::OctetSeq& m_id;
+};

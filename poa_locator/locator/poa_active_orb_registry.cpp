@@ -1,0 +1,118 @@
+#include "poa_locator/locator/poa_active_orb_registry.h"
+
+#include "platform/pss/result_set.h"
+#include "platform/pss/statement.h"
+#include "poa_locator/idl/home_configuration.h"
+#include "poa_locator/plugin/minor_codes.h"
+#include "poa_locator/plugin/poa_locator_impl.h"
+
+using QZ_LocatorInternal::ActiveORB_var;
+using QZ_LocatorInternal::ActiveORBList_var;
+using QZ_PoaLocatorStore::PoaActiveOrbDataRef;
+using QZ_PoaLocatorStore::PoaActiveOrbHome;
+
+POAActiveORBRegistry::POAActiveORBRegistry(POALocatorImpl& locator,
+                                           QZ_LocatorInternal::ActiveORBRegistry_ptr host_registry)
+    : m_locator(locator),
+      m_host_registry(QZ_LocatorInternal::ActiveORBRegistry::_duplicate(host_registry)),
+      m_home_type_id(configured_home_type_id<PoaActiveOrbHome>(locator.impl_config_nc())) {
+  QZ_PSS::register_home<PoaActiveOrbHome>(locator.impl_session_manager_nc(), m_home_type_id);
+}
+
+POAActiveORBRegistry::~POAActiveORBRegistry() {
+  for (const Handle& orb : list()) {
+    orb->impl_detach();
+    m_host_registry->remove(orb->impl_name());
+  }
+}
+
+void POAActiveORBRegistry::insert(POAActiveORBImpl* orb) {
+  QZ_MutexLock lock(m_mutex);
+  m_host_registry->insert(orb);
+}
+
+POAActiveORBRegistry::Handle POAActiveORBRegistry::own_record(const char* orb_name) {
+  const ActiveORB_var entry = m_host_registry->find(orb_name);
+  return Handle::share(dynamic_cast<POAActiveORBImpl*>(entry.in()));
+}
+
+POAActiveORBRegistry::Handle POAActiveORBRegistry::find(const char* orb_name) {
+  QZ_MutexLock lock(m_mutex);
+  return own_record(orb_name);
+}
+
+POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_create(const char* orb_name, bool running) {
+  bool created = false;
+  return find_or_make(orb_name, [&] { return new POAActiveORBImpl(m_locator, orb_name, running); }, created);
+}
+
+POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_create(
+    const char* orb_name, QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator, bool& created) {
+  return find_or_make(orb_name, [&] { return new POAActiveORBImpl(m_locator, orb_name, endpoint_activator); }, created);
+}
+
+POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_make(const char* orb_name,
+                                                                const std::function<POAActiveORBImpl*()>& make,
+                                                                bool& created) {
+  QZ_MutexLock creation(m_creation_mutex);
+  Handle orb = find(orb_name);
+  created = orb.is_null();
+  if (!created) return orb;
+  orb = Handle(make());
+  try {
+    insert(orb.get());
+  } catch (...) {
+    orb->impl_destroy();
+    throw;
+  }
+  return orb;
+}
+
+CORBA::ULong POAActiveORBRegistry::number_of_entries() {
+  QZ_MutexLock lock(m_mutex);
+  return m_host_registry->number_of_entries();
+}
+
+QZ_Vector<POAActiveORBRegistry::Handle> POAActiveORBRegistry::list() {
+  QZ_MutexLock lock(m_mutex);
+  const ActiveORBList_var all = m_host_registry->list();
+  return own_records(all);
+}
+
+QZ_Vector<POAActiveORBRegistry::Handle> POAActiveORBRegistry::list_by_process(const char* process_name) {
+  QZ_MutexLock lock(m_mutex);
+  const ActiveORBList_var all = m_host_registry->list_by_process(process_name);
+  return own_records(all);
+}
+
+QZ_Vector<POAActiveORBRegistry::Handle> POAActiveORBRegistry::own_records(
+    const QZ_LocatorInternal::ActiveORBList& list) {
+  QZ_Vector<Handle> records;
+  for (CORBA::ULong i = 0; i < list.length(); ++i)
+    if (auto* orb = dynamic_cast<POAActiveORBImpl*>(list[i].in())) records.push_back(Handle::share(orb));
+  return records;
+}
+
+void POAActiveORBRegistry::remove(POAActiveORBImpl& orb) {
+  QZ_MutexLock lock(m_mutex);
+  const ActiveORB_var entry = m_host_registry->find(orb.impl_name());
+  const bool present = dynamic_cast<POAActiveORBImpl*>(entry.in()) == &orb;
+  if (present) m_host_registry->remove(orb.impl_name());
+  // The mirror of another record with this name is that record's.
+  if (present || CORBA::is_nil(entry)) orb.impl_destroy_persistent_data();
+  if (!present) throw CORBA::OBJECT_NOT_EXIST(MINOR_NO_ACTIVE_ORB, CORBA::COMPLETED_NO);
+}
+
+void POAActiveORBRegistry::load() {
+  QZ_PSS::TxSessionAssociation association(m_locator.impl_session_manager_nc(), QZ_PSS::READ_ONLY);
+  if (!PoaActiveOrbHome::_narrow(association.find_storage_home(home_type_id())))
+    throw CORBA::INTERNAL(0, CORBA::COMPLETED_NO);
+  QZ_PSS::Statement statement(association.session());
+  const auto rows = statement.execute(home_query(m_home_type_id));
+  while (rows->next()) {
+    const CORBA::Any_var row = rows->value(1);
+    PoaActiveOrbDataRef data = PoaActiveOrbDataRef::from_any(row, association);
+    const Handle orb(new POAActiveORBImpl(m_locator, data));
+    m_host_registry->insert(orb.get());
+  }
+}
