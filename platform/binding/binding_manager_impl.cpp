@@ -90,7 +90,7 @@ QZ_IOR::IOREndpoint_ptr BindingManagerImpl::endpoint(const CORBA::OctetSeq& key_
 }
 
 void BindingManagerImpl::register_name(std::string_view name, QZ_IOR::IOR_ptr target, int role) {
-  if (name.empty() || CORBA::is_nil(target)) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
+  if (name.empty() || !dynamic_cast<QZ_IOR::IORImpl*>(target)) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
   m_names.add(name, target, role);
 }
 

@@ -38,7 +38,7 @@ class BindingManagerImpl : public virtual QZ_Binding::BindingManager, public QZ_
   QZ_IOR::IOREndpoint_ptr endpoint(const CORBA::OctetSeq& key_prefix, EffectivePolicies_ptr policies) override;
 
   // corbaloc::<front door>/<name> leads to target from now on, on listeners that admit the role. The same name and
-  // role again replaces the target.
+  // role again replaces the target. BAD_PARAM for an empty name, or a target that is no IOR of this process's making.
   void register_name(std::string_view name, QZ_IOR::IOR_ptr target, int role);
   // Whatever its roles; an unknown name is ignored.
   void unregister_name(std::string_view name);

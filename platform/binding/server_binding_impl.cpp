@@ -17,9 +17,10 @@ void ServerBindingImpl::destroy() {
     QZ_MutexLock lock(m_mutex);
     route = std::move(m_route);
     if (!route) return;
-    route->close();
   }
+  // In this order, so that whoever is refused by the closed route does not find it again.
   m_routes->remove(*route);
+  route->close();
 }
 
 }  // namespace QZ_Binding

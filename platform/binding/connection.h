@@ -1,0 +1,128 @@
+#pragma once
+
+#include <asio/ip/tcp.hpp>
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/binding/front_door_context.h"
+#include "platform/binding/giop/message_reader.h"
+#include "platform/binding/request_list.h"
+
+namespace QZ_Binding {
+
+class IoThread;
+
+// One client's connection. Belongs to an IoThread; what is not marked otherwise is for that thread, in a turn.
+// Records of its requests keep it alive after it was closed.
+class Connection : public std::enable_shared_from_this<Connection> {
+ public:
+  using Time = QZ_Giop::Time;
+  enum class Overdue { NOTHING, IDLE, MESSAGE, OUTPUT, CLOSE };
+
+  // roles: the listener's; they must outlive the connection.
+  Connection(IoThread& thread, asio::ip::tcp::socket socket, const asio::ip::address& peer, std::span<const int> roles);
+  ~Connection();
+
+  // On any thread.
+  IoThread& thread() const { return m_thread; }
+  FrontDoorContext& context() const { return m_context; }
+  std::span<const int> roles() const { return m_roles; }
+  bool gone() const { return m_gone.load(std::memory_order_acquire); }
+
+  void start();
+  // Writes what there is to write, reads on where reading paused, waits for more.
+  void serve();
+  // Something has happened to a request of this connection, which may have been closed since. The record may be gone
+  // afterwards.
+  void settle(RequestRecord& record);
+
+  // Tells the client that what is unanswered was not processed, and closes.
+  void say_goodbye();
+  // At once. Requests that somebody still has become the thread's orphans.
+  void close();
+
+  // Which of its deadlines has passed.
+  Overdue overdue(Time now) const;
+  void end_overdue(Time now);
+
+ private:
+  enum class State {
+    OPEN,
+    FINISHING,  // requests are not read any more; what is to be written still is
+    LINGERING,  // nothing more to write; waiting for the client to close, so that it sees all that was written
+    CLOSED
+  };
+  // While a request for some endpoint is with the worker pool: those for the same endpoint that come after it.
+  using Lane = std::deque<RequestRecord*>;
+  struct KeyHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
+  };
+
+  void read_some();
+  void wait_readable();
+  void end_of_input();
+  void process(std::span<const unsigned char>& octets, Time now);
+  void process_unread();
+  void write_some();
+  std::size_t output_size() const { return m_output.size() + m_writing.size() - m_written; }
+  bool must_pause();
+  void report_pause(const FrontDoorMsg& message, FrontDoorCounters::Counter& counter, std::size_t value);
+
+  void take_request(const QZ_Giop::RequestHeader& header);
+  void dispatch(RequestRecord& record);
+  void submit(RequestRecord& record);
+  void leave_lane(RequestRecord& record);
+  void cancel(std::uint32_t request_id);
+  void send(RequestRecord& record);
+  // From its list.
+  void withdraw(RequestRecord& record);
+  void forget(RequestRecord& record);
+
+  // Reads no more requests, and closes when everything is written and, if so wanted, answered.
+  void finish(bool wait_for_answers);
+  void refuse(QZ_Giop::MessageFault fault);
+  void end_by_message_error(const std::string& reason);
+  void touch();
+  std::string peer_text() const;
+
+  IoThread& m_thread;
+  FrontDoorContext& m_context;
+  asio::ip::tcp::socket m_socket;
+  const asio::ip::address m_peer;
+  const std::uint16_t m_peer_port;
+  const std::span<const int> m_roles;
+  std::atomic<bool> m_gone{false};
+
+  State m_state = State::OPEN;
+  bool m_touched = false;
+  bool m_reading = false;          // waiting for the socket
+  bool m_writing_blocked = false;  // likewise
+  bool m_end_of_input = false;
+  bool m_wait_for_answers = false;  // FINISHING
+  bool m_paused_for_requests = false;
+  bool m_paused_for_output = false;
+  Time m_last_activity;   // octets came, or the last request was done with
+  Time m_write_progress;  // the peer took some octets, or began to owe it
+  Time m_resumed;         // reading began, or went on after a pause
+  Time m_closing_since;   // LINGERING
+
+  QZ_Giop::MessageReader m_reader;
+  std::vector<unsigned char> m_unread;  // arrived, and to be read when reading goes on
+  std::size_t m_unread_position = 0;
+  QZ_Giop::Buffer m_output;   // replies to be written next
+  QZ_Giop::Buffer m_writing;  // being written, from m_written on
+  std::size_t m_written = 0;
+
+  RequestList m_requests;                                                   // all that are not done with
+  std::unordered_map<std::uint32_t, RequestRecord*> m_by_id;                // those whose answer the client waits for
+  std::unordered_map<std::string, Lane, KeyHash, std::equal_to<>> m_lanes;  // by the endpoint's key prefix
+};
+
+}  // namespace QZ_Binding

@@ -1,0 +1,60 @@
+#include "platform/binding/giop/body_reader.h"
+
+#include <algorithm>
+
+namespace QZ_Giop {
+
+// The body begins twelve octets behind the message, and a fragment's contents twelve behind the fragment; so for
+// alignments up to 4 counting from the contents is the same.
+void BodyReader::align(std::size_t alignment) {
+  while (!m_starts.empty() && m_starts.front() <= m_position) {
+    m_fragment = m_starts.front();
+    m_starts = m_starts.subspan(1);
+  }
+  const std::size_t excess = (m_position - m_fragment) % alignment;
+  if (excess == 0) return;
+  m_position += alignment - excess;
+  // Padding does not reach into the next fragment, whose contents begin aligned.
+  if (!m_starts.empty()) m_position = std::min<std::size_t>(m_position, m_starts.front());
+}
+
+BodyReader::Octets BodyReader::read_octets(std::size_t count) {
+  if (!ok()) return {};
+  if (m_position > m_octets.size() || m_octets.size() - m_position < count) {
+    m_needed = m_position + count;
+    return {};
+  }
+  const Octets result = m_octets.subspan(m_position, count);
+  m_position += count;
+  return result;
+}
+
+std::uint32_t BodyReader::read_number(std::size_t size) {
+  if (!ok()) return 0;
+  align(size);
+  const Octets octets = read_octets(size);
+  std::uint32_t value = 0;
+  for (std::size_t i = 0; i < octets.size(); ++i) {
+    value |= std::uint32_t{octets[i]} << 8 * (m_little_endian ? i : octets.size() - 1 - i);
+  }
+  return value;
+}
+
+std::uint8_t BodyReader::read_octet() {
+  const Octets octet = read_octets(1);
+  return octet.empty() ? 0 : octet[0];
+}
+
+bool BodyReader::read_boolean() {
+  const std::uint8_t value = read_octet();
+  if (value > 1) fail();
+  return value == 1;
+}
+
+void BodyReader::skip_string() {
+  const Octets text = read_octet_seq();
+  if (!ok()) return;
+  if (text.empty() || std::find(text.begin(), text.end(), 0) != text.end() - 1) fail();
+}
+
+}  // namespace QZ_Giop

@@ -1,0 +1,86 @@
+#include "platform/binding/giop/message_encoder.h"
+
+namespace QZ_Giop {
+
+namespace {
+
+constexpr std::size_t SIZE_POSITION = 8;
+constexpr std::size_t FLAGS_POSITION = 6;
+
+void put_ulong(unsigned char* place, bool little_endian, std::uint32_t value) {
+  for (unsigned i = 0; i < 4; ++i) {
+    place[i] = static_cast<unsigned char>(value >> 8 * (little_endian ? i : 3 - i));
+  }
+}
+
+void append_ulong(Buffer& out, bool little_endian, std::uint32_t value) {
+  out.resize(out.size() + 4);
+  put_ulong(out.data() + out.size() - 4, little_endian, value);
+}
+
+void align(Buffer& out, std::size_t start, std::size_t alignment) {
+  const std::size_t excess = (out.size() - start) % alignment;
+  if (excess != 0) out.resize(out.size() + alignment - excess);
+}
+
+std::size_t begin_message(Buffer& out, Version version, bool little_endian, MessageType type) {
+  const std::size_t start = out.size();
+  const unsigned char octets[] = {'G',           'I',           'O',           'P',
+                                  version.major, version.minor, little_endian, static_cast<unsigned char>(type)};
+  out.insert(out.end(), std::begin(octets), std::end(octets));
+  append_ulong(out, little_endian, 0);
+  return start;
+}
+
+}  // namespace
+
+std::size_t begin_reply(Buffer& out, const ReplyTo& to, ReplyStatus status) {
+  const bool old = to.version.minor < 2;
+  if (old && status == ReplyStatus::LOCATION_FORWARD_PERM) status = ReplyStatus::LOCATION_FORWARD;
+  constexpr std::uint32_t NO_CONTEXTS = 0;
+
+  const std::size_t start = begin_message(out, to.version, to.little_endian, MessageType::REPLY);
+  if (old) append_ulong(out, to.little_endian, NO_CONTEXTS);
+  append_ulong(out, to.little_endian, to.request_id);
+  append_ulong(out, to.little_endian, static_cast<std::uint32_t>(status));
+  if (!old) {
+    append_ulong(out, to.little_endian, NO_CONTEXTS);
+    align(out, start, 8);
+  }
+  return start;
+}
+
+std::size_t begin_locate_reply(Buffer& out, const ReplyTo& to, LocateStatus status) {
+  if (to.version.minor < 2 && status == LocateStatus::OBJECT_FORWARD_PERM) status = LocateStatus::OBJECT_FORWARD;
+  const std::size_t start = begin_message(out, to.version, to.little_endian, MessageType::LOCATE_REPLY);
+  append_ulong(out, to.little_endian, to.request_id);
+  append_ulong(out, to.little_endian, static_cast<std::uint32_t>(status));
+  return start;
+}
+
+void append_system_exception(Buffer& out, std::size_t start, bool little_endian, std::string_view repository_id,
+                             std::uint32_t minor, std::uint32_t completion) {
+  append_ulong(out, little_endian, static_cast<std::uint32_t>(repository_id.size() + 1));
+  out.insert(out.end(), repository_id.begin(), repository_id.end());
+  out.push_back(0);
+  align(out, start, 4);
+  append_ulong(out, little_endian, minor);
+  append_ulong(out, little_endian, completion);
+}
+
+void end_message(Buffer& out, std::size_t start) {
+  unsigned char* message = out.data() + start;
+  const bool little_endian = message[FLAGS_POSITION] != 0;
+  put_ulong(message + SIZE_POSITION, little_endian,
+            static_cast<std::uint32_t>(out.size() - start - MESSAGE_HEADER_SIZE));
+}
+
+void append_message_error(Buffer& out, Version version, bool little_endian) {
+  begin_message(out, version, little_endian, MessageType::MESSAGE_ERROR);
+}
+
+void append_close_connection(Buffer& out, Version version, bool little_endian) {
+  begin_message(out, version, little_endian, MessageType::CLOSE_CONNECTION);
+}
+
+}  // namespace QZ_Giop

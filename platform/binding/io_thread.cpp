@@ -1,0 +1,171 @@
+#include "platform/binding/io_thread.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/binding/connection.h"
+
+namespace QZ_Binding {
+
+namespace {
+
+constexpr std::size_t READ_SIZE = 64 * 1024;
+constexpr std::size_t KEPT_RECORDS = 1024;
+
+thread_local IoThread* current_thread = nullptr;
+
+// How often deadlines are looked at: late by a quarter of the shortest, but not oftener than is cheap.
+std::chrono::milliseconds sweep_interval(const FrontDoorConfig& config) {
+  using std::chrono::milliseconds;
+  milliseconds shortest = std::chrono::seconds(4);
+  for (const milliseconds time : {config.idle_time, config.message_time, config.close_time}) {
+    if (time.count() > 0) shortest = std::min(shortest, time);
+  }
+  return std::max(shortest / 4, milliseconds(10));
+}
+
+}  // namespace
+
+IoThread::IoThread(FrontDoorContext& context, WorkerPool& workers)
+    : m_context(context),
+      m_workers(workers),
+      m_sweep_interval(sweep_interval(context.config)),
+      m_read_buffer(READ_SIZE) {}
+
+IoThread::~IoThread() {
+  take_mail();
+  while (RequestRecord* record = m_orphans.first()) {
+    m_orphans.remove(*record);
+    delete record;
+  }
+  for (RequestRecord* record : m_free) delete record;
+}
+
+void IoThread::start() {
+  m_thread = std::thread([this] { run(); });
+}
+
+void IoThread::run() {
+  current_thread = this;
+  wait_for_sweep();
+  m_io.run();
+}
+
+void IoThread::close_connections() {
+  asio::post(m_io, [this] {
+    turn([this] {
+      m_closing = true;
+      const auto connections = m_connections;
+      for (const auto& [key, connection] : connections) connection->say_goodbye();
+    });
+  });
+}
+
+void IoThread::stop() {
+  if (!m_thread.joinable()) return;
+  asio::post(m_io, [this] {
+    turn([this] {
+      while (!m_connections.empty()) {
+        const auto connection = m_connections.begin()->second;
+        connection->close();
+      }
+    });
+    m_io.stop();
+  });
+  m_thread.join();
+}
+
+void IoThread::adopt(asio::ip::tcp::socket socket, const asio::ip::address& peer, std::span<const int> roles) {
+  auto connection = std::make_shared<Connection>(*this, std::move(socket), peer, roles);
+  asio::post(m_io, [this, connection = std::move(connection)] {
+    turn([&] {
+      m_connections.emplace(connection.get(), connection);
+      connection->start();
+      if (m_closing) connection->say_goodbye();
+    });
+  });
+}
+
+void IoThread::remove(Connection& connection) {
+  m_connections.erase(&connection);
+}
+
+void IoThread::notice(RequestRecord& record) {
+  if (current_thread == this) {
+    record.connection().settle(record);
+    return;
+  }
+  if ((record.mark(RequestRecord::POSTED) & RequestRecord::POSTED) != 0) return;
+  record.add_ref();
+  bool first;
+  {
+    QZ_MutexLock lock(m_mail_mutex);
+    first = m_mail.empty();
+    m_mail.push_back(&record);
+  }
+  if (first) asio::post(m_io, [this] { turn([this] { take_mail(); }); });
+}
+
+void IoThread::take_mail() {
+  {
+    QZ_MutexLock lock(m_mail_mutex);
+    m_taken_mail.swap(m_mail);
+  }
+  for (RequestRecord* record : m_taken_mail) {
+    record->unmark(RequestRecord::POSTED);
+    record->connection().settle(*record);
+    record->release();
+  }
+  m_taken_mail.clear();
+}
+
+RequestRecord& IoThread::new_record() {
+  if (m_free.empty()) return *new RequestRecord;
+  RequestRecord* record = m_free.back();
+  m_free.pop_back();
+  return *record;
+}
+
+void IoThread::recycle(RequestRecord* record) {
+  if (current_thread != this || m_free.size() >= KEPT_RECORDS) {
+    delete record;
+    return;
+  }
+  record->clear();
+  m_free.push_back(record);
+}
+
+void IoThread::touch(std::shared_ptr<Connection> connection) {
+  if (m_touched.empty() && !m_in_turn) {
+    asio::post(m_io, [this] { turn([] {}); });
+  }
+  m_touched.push_back(std::move(connection));
+}
+
+void IoThread::serve_touched() {
+  while (!m_touched.empty()) {
+    const auto connection = std::move(m_touched.back());
+    m_touched.pop_back();
+    connection->serve();
+  }
+}
+
+void IoThread::wait_for_sweep() {
+  m_sweep_timer.expires_after(m_sweep_interval);
+  m_sweep_timer.async_wait([this](const std::error_code& error) {
+    if (error) return;
+    turn([this] { sweep(); });
+    wait_for_sweep();
+  });
+}
+
+void IoThread::sweep() {
+  const auto now = std::chrono::steady_clock::now();
+  std::vector<std::shared_ptr<Connection>> overdue;
+  for (const auto& [key, connection] : m_connections) {
+    if (connection->overdue(now) != Connection::Overdue::NOTHING) overdue.push_back(connection);
+  }
+  for (const auto& connection : overdue) connection->end_overdue(now);
+}
+
+}  // namespace QZ_Binding

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+
+#include "platform/binding/request_record.h"
+
+namespace QZ_Binding {
+
+// Requests linked through themselves, each in one list at most. For one thread.
+class RequestList {
+ public:
+  RequestList() = default;
+  RequestList(const RequestList&) = delete;
+  RequestList& operator=(const RequestList&) = delete;
+
+  std::size_t size() const { return m_size; }
+  // Null when the list is empty.
+  RequestRecord* first() const { return m_first; }
+
+  void add(RequestRecord& record) {
+    record.links.list = this;
+    record.links.previous = nullptr;
+    record.links.next = m_first;
+    if (m_first) m_first->links.previous = &record;
+    m_first = &record;
+    ++m_size;
+  }
+
+  // The record must be in this list.
+  void remove(RequestRecord& record) {
+    auto& links = record.links;
+    (links.previous ? links.previous->links.next : m_first) = links.next;
+    if (links.next) links.next->links.previous = links.previous;
+    links.list = nullptr;
+    --m_size;
+  }
+
+ private:
+  RequestRecord* m_first = nullptr;
+  std::size_t m_size = 0;
+};
+
+}  // namespace QZ_Binding
