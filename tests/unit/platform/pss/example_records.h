@@ -35,6 +35,7 @@ class NameData : public CosPersistentState::StorageObject {
   }
 
   CORBA::OctetSeq id() const { return get(ID); }
+  void id(const CORBA::OctetSeq& value) { set(ID, value); }  // refused: it is the key
   std::string name() const { return get(NAME); }
   void name(const char* value) { set(NAME, value); }
   NameDataRef parent() const { return get(PARENT); }
@@ -55,6 +56,9 @@ class NameHome : public CosPersistentState::StorageHomeBase {
   static NameHome* _narrow(StorageHomeBase* home) { return dynamic_cast<NameHome*>(home); }
 
   NameDataRef find_by_id(const CORBA::OctetSeq& id) const { return find<NameData>(id); }
+  NameDataRef create_named(const CORBA::OctetSeq& id, const char* name) {
+    return create_object<NameData>({{NameData::ID, id}, {NameData::NAME, name}});
+  }
   NameDataRef create(const CORBA::OctetSeq& id, const char* name, const NameDataRef& parent, const IdList& children,
                      bool dynamic, bool persistent) {
     return create_object<NameData>({{NameData::ID, id},
