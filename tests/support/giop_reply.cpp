@@ -62,6 +62,16 @@ ForwardedReference read_reference(CdrReader& in) {
   return reference;
 }
 
+ForwardedReference parse_stringified_reference(const std::string& text) {
+  Octets octets;
+  for (std::size_t i = 4; i + 1 < text.size(); i += 2) {
+    octets.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
+  }
+  require(text.starts_with("IOR:") && !octets.empty(), "no stringified reference");
+  CdrReader in(octets, static_cast<ByteOrder>(octets[0]), 1);
+  return read_reference(in);
+}
+
 Reply parse_reply(const RawMessage& message) {
   Reply reply;
   reply.dialect = {message.minor(), message.order()};

@@ -55,6 +55,9 @@ Reply parse_reply(const RawMessage& message);
 // The reference at the reader's position.
 ForwardedReference read_reference(CdrReader& in);
 
+// "IOR:" and hexadecimal digits.
+ForwardedReference parse_stringified_reference(const std::string& text);
+
 // For the messages of failing tests.
 std::string describe(const Reply& reply);
 

@@ -41,14 +41,7 @@ TEST_F(EndpointRegistryTest, RegisteredPoaIsFoundAndLogged) {
 TEST_F(EndpointRegistryTest, ReturnedReferenceIsThePoasPrefixAtTheLocator) {
   m_server.add("Bank");
   const CORBA::String_var text = support::corba_orb()->object_to_string(m_server.locator_reference());
-  // "IOR:" and the octets of an encapsulated reference in hexadecimal.
-  Octets octets;
-  const std::string digits = std::string(text.in()).substr(4);
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    octets.push_back(static_cast<unsigned char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-  }
-  support::CdrReader in(octets, static_cast<support::ByteOrder>(octets[0]), 1);
-  const support::ForwardedReference reference = support::read_reference(in);
+  const support::ForwardedReference reference = support::parse_stringified_reference(text.in());
   EXPECT_EQ(reference.type_id, "");
   EXPECT_EQ(reference.host, m_locator.host());
   EXPECT_EQ(reference.port, unsigned{support::Locator::FRONT_DOOR});
