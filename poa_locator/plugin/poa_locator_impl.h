@@ -26,6 +26,7 @@
 #include "platform/base/qz_mutex.h"
 #include "platform/base/qz_string.h"
 #include "platform/orb/ref_counted_local_object.h"
+#include "poa_locator/servants/servant_poa.h"
 
 class ActiveEndpointRegistry;
 class ExternalActivePOAImpl;
@@ -86,7 +87,10 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
   unsigned long impl_activate_time_limit() const { return m_activate_time_limit; }
 
  private:
+  void read_time_limits();
+  void create_poa(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent_poa);
   void start(PortableServer::POA_ptr parent_poa);
+  void withdraw();
   void tear_down() noexcept;
 
   QZ_Mutex m_mutex;
@@ -95,15 +99,16 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
   QZ_LocatorInternal::Locator_var m_locator;
   PortableServer::POA_var m_poa;
   QZ_Logging::EventLog_var m_event_log;
+  bool m_registered = false;  // with the host locator
   QZ_Binding::ServerBinding_var m_server_binding;
   std::unique_ptr<POAIMRImpl> m_poa_imr;
   std::unique_ptr<ActiveEndpointRegistry> m_active_endpoint_registry;
   std::unique_ptr<POAActiveORBRegistry> m_poa_active_orb_registry;
-  PortableServer::Servant_var<ExternalActivePOAImpl> m_ext_active_poa;
-  PortableServer::Servant_var<ExternalActivePOARegistryImpl> m_ext_active_poa_registry;
-  PortableServer::Servant_var<ExternalEndpointActivatorRegistryImpl> m_ext_endpoint_activator_registry;
-  PortableServer::Servant_var<ExternalEndpointRegistryImpl> m_ext_endpoint_registry;
-  PortableServer::Servant_var<ExternalPOAActiveORBImpl> m_ext_poa_active_orb;
+  OwnedServant<ExternalActivePOAImpl> m_ext_active_poa;
+  OwnedServant<ExternalActivePOARegistryImpl> m_ext_active_poa_registry;
+  OwnedServant<ExternalEndpointActivatorRegistryImpl> m_ext_endpoint_activator_registry;
+  OwnedServant<ExternalEndpointRegistryImpl> m_ext_endpoint_registry;
+  OwnedServant<ExternalPOAActiveORBImpl> m_ext_poa_active_orb;
   QZ_PSS::SessionManager_var m_session_manager;
   PortableServer::Current_var m_poa_current;
   CosTransactions::Current_var m_tx_current;

@@ -13,7 +13,7 @@ ExternalActivePOAImpl::ExternalActivePOAImpl(CORBA::ORB_ptr orb, PortableServer:
       m_poa(orb, parent, "QZ_POALocatorAdmin::ActivePOA", this) {}
 
 ActiveEndpoint ExternalActivePOAImpl::impl_active_endpoint() {
-  const PortableServer::ObjectId_var object_id = m_poa_current->get_object_id();
+  PortableServer::ObjectId_var object_id = m_poa_current->get_object_id();
   const CORBA::ULong length = object_id->length();
   const CORBA::OctetSeq id(length, length, object_id->get_buffer(), false);
   ActiveEndpoint endpoint = m_active_endpoint_registry.find(id);
