@@ -59,7 +59,7 @@ void ActiveProcessImpl::launch() {
     const auto settings = settings_of(m_context, m_name);
     std::map<std::string, std::string> environment;
     environment.emplace("POALOCATOR_DOMAIN", m_context.domain);
-    if (const auto url = m_context.url(); !url.empty()) environment.emplace("POALOCATOR_URL", url);
+    if (!m_context.url.empty()) environment.emplace("POALOCATOR_URL", m_context.url);
     if (const auto orb = first_orb_name(); !orb.empty()) environment.emplace("POALOCATOR_ORB_NAME", orb);
     const pid_t pid = spawn(settings, environment);
     try {

@@ -45,8 +45,11 @@ void EventLoop::begin() {
 }
 
 void EventLoop::stop() {
-  m_impl->m_context.stop();
-  if (m_impl->m_thread.joinable()) m_impl->m_thread.join();
+  if (m_impl->m_thread.joinable()) {
+    // Behind what was posted before: records of processes must not be lost.
+    asio::post(m_impl->m_context, [this] { m_impl->m_context.stop(); });
+    m_impl->m_thread.join();
+  }
 }
 
 void EventLoop::post(Task task) {

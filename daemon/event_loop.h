@@ -16,13 +16,14 @@ class EventLoop {
   using Task = std::function<void()>;
 
   explicit EventLoop(QZ_Logging::EventLog_ptr log);
-  // Stops; tasks that have not run are dropped.
+  // Stops.
   ~EventLoop();
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
   void begin();
-  // Returns when no task runs any more; not for the loop's own thread.
+  // What was posted before still runs; other tasks are dropped. Returns when no task runs any more. Not for the loop's
+  // own thread.
   void stop();
 
   void post(Task task);

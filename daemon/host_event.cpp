@@ -18,7 +18,6 @@ const HostEvent DAEMON_STOPPING_EVENT{3, INFORMATION, "poalocd stops: %0"};
 const HostEvent DAEMON_STOPPED_EVENT{4, INFORMATION, "poalocd has stopped."};
 const HostEvent STORE_OPENED_EVENT{5, INFORMATION, "Store opened: %0. Processes: %1, ORBs: %2"};
 const HostEvent ORB_LISTENING_EVENT{6, INFORMATION, "The ORB listens on %0."};
-const HostEvent FRONT_DOOR_LISTENING_EVENT{7, INFORMATION, "The front door listens on %0."};
 const HostEvent PLUGIN_LOADED_EVENT{8, INFORMATION, "Plug-in library loaded: %0 (%1, version %2)"};
 const HostEvent PLUGIN_CLEANUP_FAILED_EVENT{9, ERROR_PRIORITY, "Plug-in \"%0\" failed to clean up: %1"};
 const HostEvent LOGS_REOPENED_EVENT{10, INFORMATION, "Log files opened anew."};
@@ -26,6 +25,7 @@ const HostEvent LOG_REOPEN_FAILED_EVENT{11, ERROR_PRIORITY,
                                         "A log file could not be opened anew, the old one stays: %0"};
 const HostEvent ORB_MESSAGE_EVENT{12, WARNING, "From the ORB: %0"};
 const HostEvent THREAD_FAILED_EVENT{13, ERROR_PRIORITY, "The thread that %0 met an exception and goes on: %1"};
+const HostEvent DAEMON_START_FAILED_EVENT{14, ERROR_PRIORITY, "poalocd could not start: %0"};
 
 const HostEvent PROCESS_STARTED_EVENT{20, INFORMATION, "Process \"%0\" started. Pid: %1, program: %2"};
 const HostEvent PROCESS_START_FAILED_EVENT{21, ERROR_PRIORITY, "Process \"%0\" could not be started: %1"};

@@ -22,13 +22,13 @@ extern const HostEvent DAEMON_STOPPING_EVENT;
 extern const HostEvent DAEMON_STOPPED_EVENT;
 extern const HostEvent STORE_OPENED_EVENT;
 extern const HostEvent ORB_LISTENING_EVENT;
-extern const HostEvent FRONT_DOOR_LISTENING_EVENT;
 extern const HostEvent PLUGIN_LOADED_EVENT;
 extern const HostEvent PLUGIN_CLEANUP_FAILED_EVENT;
 extern const HostEvent LOGS_REOPENED_EVENT;
 extern const HostEvent LOG_REOPEN_FAILED_EVENT;
 extern const HostEvent ORB_MESSAGE_EVENT;
 extern const HostEvent THREAD_FAILED_EVENT;
+extern const HostEvent DAEMON_START_FAILED_EVENT;
 
 extern const HostEvent PROCESS_STARTED_EVENT;
 extern const HostEvent PROCESS_START_FAILED_EVENT;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <qz_imr_internal.hh>
 #include <qz_logging.hh>
 #include <string>
@@ -19,7 +18,7 @@ struct ProcessContext {
   QZ_IMRInternal::ProcessRegistry_var processes;
   std::string domain;
   // Where servers reach the locator (POALOCATOR_URL); empty when there is no front door.
-  std::function<std::string()> url;
+  std::string url;
 };
 
 }  // namespace poalocd

@@ -1,8 +1,10 @@
 #include "daemon/process_instance.h"
 
 #include <signal.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
+extern "C" {  // this C library's header does not say so itself
+#include <sys/pidfd.h>
+}
 
 #include <cerrno>
 #include <fstream>

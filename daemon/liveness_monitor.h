@@ -1,0 +1,57 @@
+// Asks servers whose process nobody watches whether they live.
+#pragma once
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <qz_logging.hh>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "daemon/active_orb_registry_impl.h"
+#include "daemon/active_process_registry_impl.h"
+#include "daemon/settings.h"
+
+namespace poalocd {
+
+// Each interval every registered ORB without a watched process is probed; one that fails several times in a row is told
+// that its process died. A probe may take its whole time limit, so a round may last longer than the interval.
+class LivenessMonitor {
+ public:
+  LivenessMonitor(const LivenessSettings& settings, ActiveOrbRegistryImpl& orbs, ActiveProcessRegistryImpl& processes,
+                  QZ_Logging::EventLog_ptr log);
+  ~LivenessMonitor();
+  LivenessMonitor(const LivenessMonitor&) = delete;
+  LivenessMonitor& operator=(const LivenessMonitor&) = delete;
+
+  // Does nothing when the interval is 0.
+  void begin();
+  // Waits for a probe that is under way.
+  void stop();
+
+  // One round, on the calling thread; not while the monitor's own thread runs.
+  void check();
+
+ private:
+  struct Suspect {
+    QZ_LocatorInternal::ActiveORB_var orb;
+    unsigned failures;
+  };
+
+  void run();
+  void check_orb(const std::string& name, QZ_LocatorInternal::ActiveORB_ptr orb, std::map<std::string, Suspect>& next);
+
+  const LivenessSettings m_settings;
+  ActiveOrbRegistryImpl& m_orbs;
+  ActiveProcessRegistryImpl& m_processes;
+  const QZ_Logging::EventLog_var m_log;
+  std::map<std::string, Suspect> m_suspects;  // used by whoever runs check()
+
+  std::mutex m_mutex;  // guards m_stopping
+  std::condition_variable m_wake;
+  bool m_stopping = false;
+  std::thread m_thread;
+};
+
+}  // namespace poalocd

@@ -1,0 +1,72 @@
+#include "daemon/orb_setup.h"
+
+#include <mutex>
+#include <string>
+
+#include "daemon/host_event.h"
+#include "daemon/start_error.h"
+#include "platform/orb/exception_text.h"
+
+namespace poalocd {
+
+namespace {
+
+// Connections of servers up to which each has a thread of its own; beyond, a pool serves them all.
+const char* const THREADED_CONNECTIONS = "256";
+const char* const THREADED_CONNECTIONS_AGAIN = "128";
+
+std::mutex orb_log_mutex;  // guards orb_log
+QZ_Logging::EventLog_var orb_log;
+
+void log_orb_message(const char* text) {
+  QZ_Logging::EventLog_var log;
+  {
+    const std::lock_guard lock(orb_log_mutex);
+    log = orb_log;
+  }
+  report(log, ORB_MESSAGE_EVENT, {text});
+}
+
+}  // namespace
+
+CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, QZ_Logging::EventLog_ptr log) {
+  {
+    const std::lock_guard lock(orb_log_mutex);
+    orb_log = QZ_Logging::EventLog::_duplicate(log);
+  }
+  omniORB::setLogFunction(log_orb_message);
+
+  const std::string endpoint = "giop:tcp:" + settings.listen;
+  const std::string published = settings.published.empty() ? "addr" : "giop:tcp:" + settings.published;
+  const std::string call_limit = std::to_string(settings.activate_time_limit.count());
+  const std::string connect_limit = std::to_string(settings.probe_time_limit.count());
+  const char* options[][2] = {{"endPoint", endpoint.c_str()},
+                              {"endPointPublish", published.c_str()},
+                              {"clientCallTimeOutPeriod", call_limit.c_str()},
+                              {"clientConnectTimeOutPeriod", connect_limit.c_str()},
+                              // One round trip to a server, not two.
+                              {"verifyObjectExistsAndType", "0"},
+                              {"threadPerConnectionUpperLimit", THREADED_CONNECTIONS},
+                              {"threadPerConnectionLowerLimit", THREADED_CONNECTIONS_AGAIN},
+                              {nullptr, nullptr}};
+  int argc = 0;
+  char* argv[] = {nullptr};
+  CORBA::ORB_var orb = CORBA::ORB_init(argc, argv, "omniORB4", options);
+  try {
+    // This is when the endpoint is opened.
+    const CORBA::Object_var root = orb->resolve_initial_references("RootPOA");
+  } catch (const CORBA::SystemException& e) {
+    orb->destroy();
+    throw StartError("orb_endpoint.listen: cannot listen on " + settings.listen + " (" + QZ_CORBA::to_string(e) +
+                     "); stop the program that uses the port, or choose another address of this machine");
+  }
+  return orb._retn();
+}
+
+void forget_orb_log() {
+  omniORB::setLogFunction(nullptr);
+  const std::lock_guard lock(orb_log_mutex);
+  orb_log = QZ_Logging::EventLog::_nil();
+}
+
+}  // namespace poalocd
