@@ -53,7 +53,7 @@ struct FrontDoorConfig {
   // From a message's first octet to its last, and for the peer to take some octets of what is sent to it; 0: any time.
   std::chrono::milliseconds message_time = std::chrono::minutes(2);
   // How long a connection that is being closed waits for the peer to close it too.
-  std::chrono::milliseconds close_time = std::chrono::seconds(2);
+  std::chrono::milliseconds close_time = std::chrono::seconds(1);
 
   // A kind of event that repeats is logged at most once in that time.
   std::chrono::milliseconds log_interval = std::chrono::seconds(1);

@@ -23,7 +23,6 @@ std::string key_of_forward(const Reply& reply) {
   return std::string(profile.object_key().begin(), profile.object_key().end());
 }
 
-
 class FrontDoorForms : public FrontDoorTest, public ::testing::WithParamInterface<std::tuple<int, bool, bool>> {
  protected:
   Request form(std::uint32_t id, const std::string& key) const {
@@ -72,7 +71,7 @@ TEST_P(FrontDoorForms, PermanentForwardIsSaidWhereTheVersionCan) {
 
 TEST_P(FrontDoorForms, SystemExceptionGoesOutInTheFormOfTheRequest) {
   auto binding = bound(*manager, endpoint, DISPATCH_WORKER,
-                      [](const Pending& p) { p.refuse(CORBA::TRANSIENT(0x515A0C05, CORBA::COMPLETED_NO)); });
+                       [](const Pending& p) { p.refuse(CORBA::TRANSIENT(0x515A0C05, CORBA::COMPLETED_NO)); });
   start();
   Client client(port());
   const Request asked = form(5, endpoint + "object");
