@@ -28,4 +28,9 @@ void WriterQueue::release() {
   next->turn.notify_one();
 }
 
+std::size_t WriterQueue::waiting() const {
+  std::lock_guard lock(m_mutex);
+  return m_waiting.size();
+}
+
 }  // namespace QZ_PSS

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <list>
 #include <mutex>
 
@@ -15,6 +16,8 @@ class WriterQueue {
   [[nodiscard]] bool acquire(std::chrono::steady_clock::time_point deadline);
   // From any thread.
   void release();
+  // How many wait for the turn now.
+  std::size_t waiting() const;
 
  private:
   struct Waiter {
@@ -22,7 +25,7 @@ class WriterQueue {
     bool granted = false;
   };
 
-  std::mutex m_mutex;  // guards the members below, and the waiters' contents
+  mutable std::mutex m_mutex;  // guards the members below, and the waiters' contents
   bool m_taken = false;
   std::list<Waiter*> m_waiting;
 };

@@ -1,3 +1,6 @@
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <future>
 #include <thread>
 
@@ -209,6 +212,24 @@ TEST_F(GuardTest, rolls_nested_work_back_with_the_outermost) {
   EXPECT_FALSE(has_name(1));
 }
 
+// While it lives, this process cannot write beyond the first octet of any file.
+class FileSizeLimit {
+ public:
+  FileSizeLimit() {
+    signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &m_before);
+    const rlimit none{1, m_before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &none);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &m_before);
+    signal(SIGXFSZ, SIG_DFL);
+  }
+
+ private:
+  rlimit m_before{};
+};
+
 class FailureTest : public TransactionTest {
  protected:
   // Lets the next connection in use, the pool's only one, run out of space at once.
@@ -239,6 +260,25 @@ TEST_F(FailureTest, dooms_the_transaction_when_the_store_fails) {
   EXPECT_EQ(minor_of<CORBA::TRANSACTION_ROLLEDBACK>([&] { current()->commit(true); }), QZ_PSS::MINOR_ROLLED_BACK);
   for (const unsigned number : {1, 2, 3}) EXPECT_FALSE(has_name(number));
   write([&](TxSessionAssociation& association) { create_big(association, 2); });
+  EXPECT_TRUE(has_name(2));
+}
+
+TEST_F(FailureTest, reports_a_commit_that_cannot_be_written_as_rolled_back) {
+  add_name(1);
+  current()->begin();
+  {
+    TxSessionAssociation association(manager(), READ_WRITE);
+    create(association, 2);
+  }
+  {
+    const FileSizeLimit no_growth;
+    EXPECT_THROW(current()->commit(true), CORBA::TRANSACTION_ROLLEDBACK);
+  }
+  EXPECT_EQ(current()->get_status(), CosTransactions::StatusNoTransaction);
+  EXPECT_TRUE(has_name(1));
+  EXPECT_FALSE(has_name(2));
+  add_name(2);
+  reopen();
   EXPECT_TRUE(has_name(2));
 }
 
