@@ -7,15 +7,20 @@ namespace QZ_Giop {
 // The body begins twelve octets behind the message, and a fragment's contents twelve behind the fragment; so for
 // alignments up to 4 counting from the contents is the same.
 void BodyReader::align(std::size_t alignment) {
-  while (!m_starts.empty() && m_starts.front() <= m_position) {
-    m_fragment = m_starts.front();
-    m_starts = m_starts.subspan(1);
-  }
+  enter_fragment();
   const std::size_t excess = (m_position - m_fragment) % alignment;
   if (excess == 0) return;
   m_position += alignment - excess;
   // Padding does not reach into the next fragment, whose contents begin aligned.
   if (!m_starts.empty()) m_position = std::min<std::size_t>(m_position, m_starts.front());
+  enter_fragment();
+}
+
+void BodyReader::enter_fragment() {
+  while (!m_starts.empty() && m_starts.front() <= m_position) {
+    m_fragment = m_starts.front();
+    m_starts = m_starts.subspan(1);
+  }
 }
 
 BodyReader::Octets BodyReader::read_octets(std::size_t count) {
@@ -32,6 +37,8 @@ BodyReader::Octets BodyReader::read_octets(std::size_t count) {
 std::uint32_t BodyReader::read_number(std::size_t size) {
   if (!ok()) return 0;
   align(size);
+  // Who aligns fragments by themselves does not break a number across two.
+  if (!m_starts.empty() && m_starts.front() < m_position + size) fail();
   const Octets octets = read_octets(size);
   std::uint32_t value = 0;
   for (std::size_t i = 0; i < octets.size(); ++i) {

@@ -36,6 +36,8 @@ class BodyReader {
  private:
   std::uint32_t read_number(std::size_t size);
   void align(std::size_t alignment);
+  // Notes which fragment the position is in.
+  void enter_fragment();
 
   Octets m_octets;
   bool m_little_endian;

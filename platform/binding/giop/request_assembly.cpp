@@ -21,26 +21,31 @@ MessageFault RequestAssembly::append(std::span<const unsigned char> octets, std:
   if (m_parsed || octets.empty()) return MessageFault::NONE;
   const std::size_t count = std::min(octets.size(), header_limit - m_octets.size());
   m_octets.insert(m_octets.end(), octets.begin(), octets.begin() + static_cast<std::ptrdiff_t>(count));
-  const MessageFault fault = m_octets.size() >= m_needed ? parse(false) : MessageFault::NONE;
-  if (fault != MessageFault::NONE) return fault;
-  return !m_parsed && m_needed > header_limit ? MessageFault::REQUEST_HEADER_SIZE : MessageFault::NONE;
+  return m_octets.size() >= m_needed ? parse(header_limit) : MessageFault::NONE;
 }
 
+// There will be no more octets than there are.
 MessageFault RequestAssembly::end() {
-  return m_parsed ? MessageFault::NONE : parse(true);
+  if (m_parsed) return MessageFault::NONE;
+  const MessageFault fault = parse(m_octets.size());
+  return fault == MessageFault::REQUEST_HEADER_SIZE ? MessageFault::REQUEST_HEADER : fault;
 }
 
-MessageFault RequestAssembly::parse(bool ended) {
+MessageFault RequestAssembly::parse(std::size_t most) {
+  const auto hopeless = [&](const ParseResult& result) {
+    return result.status == ParseStatus::MALFORMED ||
+           (result.status == ParseStatus::INCOMPLETE && result.needed > most);
+  };
   auto result = parse_request_header(m_message, m_octets, m_fragment_starts, m_header);
   // A GIOP 1.1 fragment aligns its contents by itself, but there are senders that cut up one aligned stream.
-  const bool hopeless = result.status == ParseStatus::MALFORMED || (ended && result.status == ParseStatus::INCOMPLETE);
-  if (hopeless && !m_fragment_starts.empty()) result = parse_request_header(m_message, m_octets, {}, m_header);
+  if (hopeless(result) && !m_fragment_starts.empty()) result = parse_request_header(m_message, m_octets, {}, m_header);
 
-  if (result.status == ParseStatus::INCOMPLETE && !ended) {
+  if (result.status == ParseStatus::MALFORMED) return MessageFault::REQUEST_HEADER;
+  if (hopeless(result)) return MessageFault::REQUEST_HEADER_SIZE;
+  if (result.status == ParseStatus::INCOMPLETE) {
     m_needed = result.needed;
     return MessageFault::NONE;
   }
-  if (result.status != ParseStatus::DONE) return MessageFault::REQUEST_HEADER;
   m_parsed = true;
   m_octets = std::vector<unsigned char>(m_header.key.begin(), m_header.key.end());
   m_fragment_starts.clear();

@@ -36,7 +36,8 @@ class RequestAssembly {
   const RequestHeader& header();
 
  private:
-  MessageFault parse(bool ended);
+  // most: how many octets the header may have.
+  MessageFault parse(std::size_t most);
 
   MessageHeader m_message;
   Time m_started;
