@@ -18,6 +18,23 @@ std::string text_of(const CORBA::SystemException& exception) {
   return std::string(exception._name()) + (minor ? std::string(" ") + minor : std::string());
 }
 
+// omniORB keeps so many connections to one address. Those of a locator that has been restarted meanwhile are dead,
+// which shows only when they are used.
+constexpr int CONNECTIONS = 5;
+
+// Finds a connection that works. A call that changes something could not be repeated when its connection turns out to
+// be dead: nobody would know whether it had been carried out.
+void refresh_connection(CORBA::Object_ptr registry) {
+  for (int dead = 0;; ++dead) {
+    try {
+      registry->_non_existent();
+      return;
+    } catch (const CORBA::COMM_FAILURE&) {
+      if (dead == CONNECTIONS) throw;
+    }
+  }
+}
+
 // Whether the exception means that nobody was there to answer, or not in time.
 bool is_silence(const CORBA::SystemException& exception) {
   return CORBA::TRANSIENT::_downcast(&exception) || CORBA::COMM_FAILURE::_downcast(&exception) ||
@@ -63,6 +80,7 @@ LocatorClient::Answer LocatorClient::add_endpoint(const std::string& path, CORBA
                                                   QZ_POA_PersistentServer::EndpointDynamicState_ptr state,
                                                   CORBA::Object_var& locator_reference) const {
   try {
+    refresh_connection(m_endpoints);
     CORBA::ULong creation_number;
     m_endpoints->add(m_orb_name.c_str(), endpoint_id_of(m_domain, path), prototype, state, locator_reference.out(),
                      creation_number);
@@ -82,6 +100,7 @@ LocatorClient::Answer LocatorClient::add_endpoint(const std::string& path, CORBA
 
 void LocatorClient::remove_endpoint(const std::string& path) const {
   try {
+    refresh_connection(m_endpoints);
     m_endpoints->remove(m_orb_name.c_str(), endpoint_id_of(m_domain, path));
   } catch (const CORBA::SystemException& exception) {
     throw failure(exception);
@@ -90,6 +109,7 @@ void LocatorClient::remove_endpoint(const std::string& path) const {
 
 void LocatorClient::add_activator(QZ_POA_PersistentServer::EndpointActivator_ptr activator) const {
   try {
+    refresh_connection(m_activators);
     QZ_POA_PersistentServer::EndpointIdList_var ids;
     m_activators->add(m_orb_name.c_str(), activator, ids.out());
   } catch (const CORBA::SystemException& exception) {
@@ -99,6 +119,7 @@ void LocatorClient::add_activator(QZ_POA_PersistentServer::EndpointActivator_ptr
 
 void LocatorClient::remove_activator() const {
   try {
+    refresh_connection(m_activators);
     m_activators->remove(m_orb_name.c_str());
   } catch (const EndpointActivatorRegistry::EntryNotExist&) {
     // Gone already, which is what is wanted.
