@@ -27,10 +27,15 @@ bool POAActiveORBImpl::impl_endpoint_activator(QZ_POA_PersistentServer::Endpoint
   if (m_destroying) return false;
   replace_activator(fresh, held_answers);
   if (!m_awaiting_activation.empty()) {
+    // A server may register POAs before its activator; those need no activation any more.
+    std::erase_if(m_awaiting_activation, [this](const CORBA::OctetSeq& id) REQUIRES(m_mutex) {
+      const ActiveEndpoint* endpoint = m_endpoints.find(id);
+      return endpoint && endpoint->is_dynamic_state_set();
+    });
     EndpointIdList ids;
     ids.length(static_cast<CORBA::ULong>(m_awaiting_activation.size()));
-    std::copy(m_awaiting_activation.begin(), m_awaiting_activation.end(), &ids[0]);
-    EndpointActivatorThread::start(m_locator, m_endpoint_activator, ids, *this);
+    std::copy(m_awaiting_activation.begin(), m_awaiting_activation.end(), ids.get_buffer());
+    if (ids.length() != 0) EndpointActivatorThread::start(m_locator, m_endpoint_activator, ids, *this);
     m_awaiting_activation.clear();
   } else {
     destroy_if_unused();

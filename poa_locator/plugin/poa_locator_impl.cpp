@@ -110,7 +110,7 @@ void POALocatorImpl::read_time_limits() {
   read_time_limit(m_config, "orb_endpoint:activate_time_limit", m_activate_time_limit);
 }
 
-void POALocatorImpl::create_poa(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent_poa) {
+CORBA::PolicyList POALocatorImpl::poa_policies(CORBA::ORB_ptr orb) {
   CORBA::PolicyList policies;
   append_policy(policies, orb, PortableServer::LIFESPAN_POLICY_ID, PortableServer::PERSISTENT);
   append_policy(policies, orb, PortableServer::ID_ASSIGNMENT_POLICY_ID, PortableServer::USER_ID);
@@ -119,8 +119,12 @@ void POALocatorImpl::create_poa(CORBA::ORB_ptr orb, PortableServer::POA_ptr pare
   append_policy(policies, orb, QZ_PortableServer::BINDING_SCOPE_POLICY_TYPE, QZ_PortableServer::LOCATOR_SCOPE);
   append_policy(policies, orb, QZ_PortableServer::PERSISTENCE_MODE_POLICY_TYPE, QZ_PortableServer::DIRECT_PERSISTENCE);
   append_policy(policies, orb, QZ_PortableServer::FIREWALL_POLICY_TYPE, CORBA::UShort{0});
+  return policies;
+}
+
+void POALocatorImpl::create_poa(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent_poa) {
   const PortableServer::POAManager_var manager = parent_poa->the_POAManager();
-  m_poa = QZ_PortableServer::create_poa(parent_poa, m_name.c_str(), manager, policies);
+  m_poa = QZ_PortableServer::create_poa(parent_poa, m_name.c_str(), manager, poa_policies(orb));
 }
 
 char* POALocatorImpl::name() {

@@ -89,6 +89,7 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
  private:
   void read_time_limits();
   void create_poa(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent_poa);
+  static CORBA::PolicyList poa_policies(CORBA::ORB_ptr orb);
   void start(PortableServer::POA_ptr parent_poa);
   void withdraw();
   void tear_down() noexcept;
