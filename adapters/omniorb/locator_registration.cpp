@@ -176,17 +176,39 @@ CORBA::Object_ptr LocatorRegistration::Impl::mint(const std::string& path, const
   return with_longer_key(through_locator, rest_after(key_of(poa->prototype), key_of(direct)), type_id);
 }
 
+// Until the locator has forgotten the activator it may ask for a POA that has just been removed, because a client's
+// request came in between. That POA is registered once more, so that the request is served, and removed in the end.
 void LocatorRegistration::Impl::leave() {
   m_watch.stop();
-  const QZ_MutexLock lock(m_changes);
-  if (m_left) return;
-  m_left = true;
+  {
+    const QZ_MutexLock lock(m_changes);
+    if (m_left) return;
+  }
+  try {
+    remove_poas();
+    m_client.remove_activator();
+  } catch (const RegistrationError&) {
+    // Nor would further calls be answered.
+    const QZ_MutexLock lock(m_changes);
+    m_left = true;
+    throw;
+  }
+  {
+    const QZ_MutexLock lock(m_changes);
+    m_left = true;
+  }
+  remove_poas();
+}
+
+void LocatorRegistration::Impl::remove_poas() {
   const std::vector<Poa> all = poas();
   for (auto poa = all.rbegin(); poa != all.rend(); ++poa) {
-    // A call that is not answered in time ends it: the others would not be answered either.
-    if (!CORBA::is_nil((*poa)->locator_reference)) m_client.remove_endpoint((*poa)->path);
+    const QZ_MutexLock lock(m_changes);
+    if (CORBA::is_nil((*poa)->locator_reference)) continue;
+    m_client.remove_endpoint((*poa)->path);
+    const QZ_MutexLock table_lock(m_table);
+    (*poa)->locator_reference = CORBA::Object::_nil();
   }
-  m_client.remove_activator();
 }
 
 bool LocatorRegistration::Impl::activate(const std::string& path) {

@@ -84,10 +84,10 @@ class LocatorRegistration {
   CORBA::Object_ptr mint(const std::string& path, const PortableServer::ObjectId& id, const char* type_id) const;
   CORBA::Object_ptr mint(const std::string& path, const std::string& id, const char* type_id) const;
 
-  // The clean way out: unregisters the POAs, children first, then the activation, and stops all calls from the
-  // locator. The POAs themselves stay until the ORB ends, so that requests under way are served. Not to be called
-  // from the activation callback. A second call does nothing. RegistrationError when the locator could not be told;
-  // it finds out by itself then that the server has gone.
+  // The clean way out: unregisters the POAs, children first, then the activation. The POAs themselves stay until the
+  // ORB ends, so that requests under way are served. Not to be called from the activation callback. A second call does
+  // nothing. RegistrationError when the locator could not be told; it finds out by itself then that the server has
+  // gone.
   void leave();
 
  private:

@@ -37,6 +37,8 @@ class LocatorRegistration::Impl {
   // What is to be known of a POA that did not get registered; empty when it did, or is already.
   std::string register_again(RegisteredPoa& poa) REQUIRES(m_changes);
   void register_all_again() REQUIRES(m_changes);
+  // Children first.
+  void remove_poas() EXCLUDES(m_changes);
   void check();
   void report(const std::string& sentence) const;
 

@@ -1,6 +1,7 @@
 #include "tests/unit/adapters/omniorb/fake_locator.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "adapters/omniorb/endpoint_id.h"
 #include "tests/unit/adapters/omniorb/test_orb.h"
@@ -100,7 +101,12 @@ class FakeLocator::Activators : public POA_QZ_POA_PersistentServer::EndpointActi
   }
 
   void remove(const char* orb_name) override {
-    const std::lock_guard lock(m_locator.m_mutex);
+    std::unique_lock lock(m_locator.m_mutex);
+    if (const auto action = std::exchange(m_locator.m_before_removal, {})) {
+      lock.unlock();
+      action();
+      lock.lock();
+    }
     m_locator.m_calls.push_back(std::string("remove activator of ") + orb_name);
     if (CORBA::is_nil(m_locator.m_activator))
       throw QZ_POA_PersistentServer::EndpointActivatorRegistry::EntryNotExist(orb_name);
@@ -135,6 +141,11 @@ void FakeLocator::forget_everything() {
 void FakeLocator::forget_poa(const std::string& path) {
   const std::lock_guard lock(m_mutex);
   m_entries.erase(path);
+}
+
+void FakeLocator::before_activator_is_removed(std::function<void()> action) {
+  const std::lock_guard lock(m_mutex);
+  m_before_removal = std::move(action);
 }
 
 std::vector<std::string> FakeLocator::calls() const {

@@ -1,6 +1,7 @@
 // A locator's registration servants in the process of the test, which keep what they are told.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <poa_persistent_server.hh>
@@ -22,6 +23,9 @@ class FakeLocator {
   // As after a restart with an empty store.
   void forget_everything();
   void forget_poa(const std::string& path);
+
+  // Called, once, before the activator is forgotten at the server's wish.
+  void before_activator_is_removed(std::function<void()> action);
 
   // "add Bank as bank-orb", "remove Bank", "add activator of bank-orb", "remove activator of bank-orb".
   std::vector<std::string> calls() const;
@@ -48,4 +52,5 @@ class FakeLocator {
   std::map<std::string, Refusal> m_refusals;
   std::map<std::string, Entry> m_entries;
   QZ_POA_PersistentServer::EndpointActivator_var m_activator;
+  std::function<void()> m_before_removal;
 };

@@ -242,6 +242,20 @@ TEST_F(LocatorRegistrationTest, leaves_children_first_and_activation_last) {
   EXPECT_THAT(error_of([&] { create(*server, "Bank/More"); }), HasSubstr("has left the locator"));
 }
 
+TEST_F(LocatorRegistrationTest, serves_requests_that_come_while_it_leaves_and_leaves_nothing_registered) {
+  const auto server = registration();
+  create(*server, "Bank/Accounts");
+  const EndpointActivator_var activator = m_locator.activator();
+  std::vector<std::string> meanwhile;
+  m_locator.before_activator_is_removed([&] {
+    activator->activate(FakeLocator::ids({"Bank/Accounts"}));
+    meanwhile = m_locator.registered();
+  });
+  server->leave();
+  EXPECT_THAT(meanwhile, ElementsAre("Bank/Accounts"));
+  EXPECT_THAT(m_locator.registered(), IsEmpty());
+}
+
 TEST_F(LocatorRegistrationTest, does_not_remove_what_another_server_registered) {
   m_locator.refuse("Shared", FakeLocator::Refusal::OTHER_ORB);
   {
