@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <iostream>
 #include <poa_persistent_server.hh>
 #include <string>
 #include <vector>
@@ -22,10 +23,18 @@ Octets octets_of(const CORBA::OctetSeq& octets);
 // A reference with that address and object key. Nobody need listen there.
 CORBA::Object_var make_reference(const std::string& host, unsigned port, const Octets& key);
 
+// The ORB notices only by a failing call that a daemon has been restarted: such a call is made again.
 template <typename Interface>
 typename Interface::_var_type resolve(const Locator& locator, const std::string& name) {
   CORBA::Object_var object = corba_orb()->string_to_object(locator.corbaloc(name).c_str());
-  return Interface::_narrow(object);
+  for (int attempts = 1;; ++attempts) {
+    try {
+      return Interface::_narrow(object);
+    } catch (const CORBA::SystemException& error) {
+      std::cout << locator.corbaloc(name) << ": " << error._name() << std::endl;
+      if (attempts == 5) throw;
+    }
+  }
 }
 
 // Servants in the test process. A reference stays alive until it is ended.

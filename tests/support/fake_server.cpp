@@ -1,5 +1,6 @@
 #include "tests/support/fake_server.h"
 
+#include <iostream>
 #include <utility>
 
 #include "tests/support/object_key.h"
@@ -31,7 +32,13 @@ CORBA::ULong FakeServer::add(const std::string& path) {
   const CORBA::Object_var prototype = make_reference(HOST, PORT, server_key(path, ""));
   QZ_POA_PersistentServer::EndpointDynamicState_var state = new_dynamic_state();
   CORBA::ULong number = 0;
-  registry->add(m_orb_name.c_str(), octet_seq(id_of(path)), prototype, state, m_locator_reference.out(), number);
+  try {
+    registry->add(m_orb_name.c_str(), octet_seq(id_of(path)), prototype, state, m_locator_reference.out(), number);
+  } catch (const CORBA::Exception& error) {
+    // Exceptions of CORBA that nobody expected would be reported without their name.
+    std::cout << "registration of " << path << ": " << error._name() << std::endl;
+    throw;
+  }
   m_states[path] = state;
   return number;
 }

@@ -142,6 +142,7 @@ TEST_F(OnDemandTest, PoaOfARunningServerIsActivatedByItsActivator) {
   m_locator.start();
   make_known("bank", {"Bank", "Bank/Accounts"});
   expect_answered("Bank");
+  ASSERT_TRUE(m_locator.log().wait_for(10, {"bank"}));
   expect_answered("Bank/Accounts");
   EXPECT_THAT(support::read_lines(activations_file("bank")), ::testing::Contains("Bank/Accounts"));
   EXPECT_EQ(starts("bank").size(), 1U);

@@ -94,7 +94,8 @@ TEST_F(ConfigurationTest, OrbEndpointThatIsTaken) {
 }
 
 TEST_F(ConfigurationTest, EventLogThatCannotBeWritten) {
-  const std::string path = m_dir.file("no/such/folder/events");
+  support::write_file(m_dir.file("file"), "");
+  const std::string path = m_dir.file("file/events");
   m_locator.config().set_text("event_log", "file", path);
   expect_refused(path);
 }
@@ -127,8 +128,9 @@ TEST_F(ConfigurationTest, EventsBelowTheLeastPriorityAreNotLogged) {
   m_locator.config().set_text("event_log", "min_priority", "warning");
   m_locator.start();
   m_server.add("Bank");
-  EXPECT_THROW(m_server.remove_activator(), QZ_POA_PersistentServer::EndpointActivatorRegistry::EntryNotExist);
-  EXPECT_TRUE(m_locator.log().wait_for(13, {"server"}));
+  support::FakeServer nobody(m_locator, "nobody");
+  EXPECT_THROW(nobody.remove_activator(), QZ_POA_PersistentServer::EndpointActivatorRegistry::EntryNotExist);
+  EXPECT_TRUE(m_locator.log().wait_for(13, {"nobody"}));
   for (const support::Event& event : m_locator.log().events()) EXPECT_GE(event.priority, 16U) << event.message;
 }
 

@@ -164,7 +164,6 @@ TEST_F(MatrixTest, AnyOtherKeyGetsObjectNotExist) {
   const Octets whole = m_server.key_of("Bank");
   const Octets keys[] = {support::octets_of("EndpointRegistr"),
                          support::octets_of("EndpointRegistry2"),
-                         {},
                          {0},
                          {0xFF, 0xFF, 0xFF, 0xFF},
                          // The format marker alone, and with half a domain.
@@ -175,6 +174,13 @@ TEST_F(MatrixTest, AnyOtherKeyGetsObjectNotExist) {
     expect_each_request(
         key, [](const RequestSpec&, const Reply& reply) { EXPECT_TRUE(support::is_object_not_exist(reply)); });
   }
+}
+
+TEST_F(MatrixTest, RequestWithoutAKeyIsRefusedAndLogged) {
+  expect_each_request({}, [](const RequestSpec&, const Reply& reply) {
+    EXPECT_TRUE(is_exception(reply, "INV_OBJREF", minor_code(1)));
+  });
+  EXPECT_TRUE(m_locator.log().wait_for(19));
 }
 
 TEST_F(MatrixTest, KeyOfTheDomainThatEndsBeforeItsPoaNameIsRefused) {

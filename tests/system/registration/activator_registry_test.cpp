@@ -106,7 +106,7 @@ TEST_F(ActivatorRegistryTest, EachPoaIsActivatedOnce) {
   EXPECT_THAT(calls, ::testing::UnorderedElementsAre("Bank", "Audit"));
 }
 
-TEST_F(ActivatorRegistryTest, ActivationThatFailsIsTriedAgainForTheNextCall) {
+TEST_F(ActivatorRegistryTest, ActivationThatFailedIsTriedAgain) {
   m_server.register_and_leave({"Bank"});
   std::atomic<bool> fail = true;
   m_server.add_activator([&](const std::vector<Octets>&) {
@@ -115,7 +115,8 @@ TEST_F(ActivatorRegistryTest, ActivationThatFailsIsTriedAgainForTheNextCall) {
   });
   EXPECT_TRUE(support::is_exception(call(m_server.key_of("Bank")), "OBJECT_NOT_EXIST", support::minor_code(6)));
   fail = false;
-  EXPECT_TRUE(is_active(m_server, "Bank"));
+  // A call that follows closely may still get the outcome of the failed activation.
+  EXPECT_TRUE(support::wait_until([&] { return static_cast<bool>(is_active(m_server, "Bank")); }));
 }
 
 }  // namespace
