@@ -27,10 +27,12 @@ install_packages() {
   "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null
 }
 
-# build PRESET: configures and builds it in build/PRESET.
+# build PRESET [TARGET...]: configures it and builds the targets, or everything, in build/PRESET.
 build() {
-  say "Building the preset $1"
-  cmake --preset "$1" > "build-$1.log" 2>&1 || { cat "build-$1.log"; rm -f "build-$1.log"; fail "CMake could not configure the preset $1."; }
-  rm -f "build-$1.log"
-  cmake --build --preset "$1"
+  local preset=$1
+  shift
+  say "Building the preset $preset"
+  mkdir -p build
+  cmake --preset "$preset" > "build/$preset.log" 2>&1 || { cat "build/$preset.log"; fail "CMake could not configure the preset $preset."; }
+  cmake --build --preset "$preset" ${1:+--target "$@"}
 }
