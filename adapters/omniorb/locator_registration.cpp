@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 #include <utility>
 
 #include "adapters/omniorb/endpoint_activator_impl.h"
@@ -177,7 +178,8 @@ CORBA::Object_ptr LocatorRegistration::Impl::mint(const std::string& path, const
 }
 
 // Until the locator has forgotten the activator it may ask for a POA that has just been removed, because a client's
-// request came in between. That POA is registered once more, so that the request is served, and removed in the end.
+// request came in between, and such a call may still be on its way then. That POA is registered once more, so that the
+// request is served, and removed in the end.
 void LocatorRegistration::Impl::leave() {
   m_watch.stop();
   {
@@ -187,6 +189,7 @@ void LocatorRegistration::Impl::leave() {
   try {
     remove_poas();
     m_client.remove_activator();
+    std::this_thread::sleep_for(m_options.leave_grace);
   } catch (const RegistrationError&) {
     // Nor would further calls be answered.
     const QZ_MutexLock lock(m_changes);

@@ -46,6 +46,8 @@ struct LocatorOptions {
   std::chrono::milliseconds call_timeout{5000};
   // How often to see whether the locator still knows this server; what it has lost is registered again. 0: never.
   std::chrono::milliseconds watch_interval{10000};
+  // How long leave() goes on serving requests that were under way to this server when it unregistered.
+  std::chrono::milliseconds leave_grace{100};
   // Told, on any thread, of what no caller can be told. Must not call the LocatorRegistration. Empty: a line on
   // standard error.
   std::function<void(const std::string& sentence)> report;

@@ -51,6 +51,7 @@ class LocatorRegistrationTest : public ::testing::Test {
     m_options.url = test_orb::url();
     m_options.orb_name = "bank-orb";
     m_options.watch_interval = 0ms;
+    m_options.leave_grace = 0ms;
     m_options.report = [this](const std::string& sentence) {
       const std::lock_guard lock(m_mutex);
       m_reports.push_back(sentence);
