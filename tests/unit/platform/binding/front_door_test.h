@@ -7,6 +7,7 @@
 
 #include "platform/binding/front_door.h"
 #include "tests/unit/platform/binding/client.h"
+#include "tests/unit/platform/binding/event_log.h"
 #include "tests/unit/platform/binding/interceptors.h"
 
 namespace test {
@@ -23,10 +24,11 @@ class FrontDoorTest : public ::testing::Test {
   ~FrontDoorTest() override {
     door.reset();
     manager->_qz_remove_ref();
+    log->_qz_remove_ref();
   }
 
   void start() {
-    door = std::make_unique<QZ_Binding::FrontDoor>(config, *manager, QZ_Logging::EventLog::_nil());
+    door = std::make_unique<QZ_Binding::FrontDoor>(config, *manager, log);
     door->start();
   }
   std::uint16_t port(std::size_t listener = 0) const { return door->listening()[listener].port; }
@@ -34,6 +36,7 @@ class FrontDoorTest : public ::testing::Test {
 
   QZ_Binding::FrontDoorConfig config;
   QZ_Binding::BindingManagerImpl* manager = new QZ_Binding::BindingManagerImpl;
+  EventLog* log = new EventLog;
   std::unique_ptr<QZ_Binding::FrontDoor> door;
 
   const std::string domain = key_of({"QP", "domain"});
