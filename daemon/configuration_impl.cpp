@@ -1,16 +1,18 @@
 #include "daemon/configuration_impl.h"
 
+#include <fcntl.h>
 #include <toml++/toml.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 #include <utility>
 
 #include "daemon/configuration_error.h"
 #include "daemon/settings_reader.h"
 #include "daemon/table_reader.h"
+#include "daemon/unique_fd.h"
 
 namespace poalocd {
 
@@ -41,13 +43,25 @@ toml::table parse_assignment(const std::string& assignment) {
   }
 }
 
-void merge(toml::table& into, const toml::table& from) {
-  for (const auto& [key, value] : from) {
+std::string read_file(const std::string& file) {
+  const UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string text;
+  char buffer[4096];
+  ssize_t got = fd.valid() ? 0 : -1;
+  while (fd.valid() && (got = ::read(fd.get(), buffer, sizeof buffer)) > 0)
+    text.append(buffer, static_cast<std::size_t>(got));
+  if (got < 0) throw ConfigurationError(file + ": cannot be read: " + std::strerror(errno));
+  return text;
+}
+
+// Moves, because a copy of a value does not know where it stood.
+void merge(toml::table& into, toml::table&& from) {
+  for (auto&& [key, value] : from) {
     auto* old = into.get_as<toml::table>(key.str());
     if (old && value.is_table())
-      merge(*old, *value.as_table());
+      merge(*old, std::move(*value.as_table()));
     else
-      value.visit([&, k = key.str()](const auto& typed) { into.insert_or_assign(k, typed); });
+      value.visit([&, k = key.str()](auto& typed) { into.insert_or_assign(k, std::move(typed)); });
   }
 }
 
@@ -68,16 +82,7 @@ ConfigurationImpl::ConfigurationImpl(Settings settings, FlatValues values)
     : m_settings(std::move(settings)), m_values(std::move(values)) {}
 
 ConfigurationImpl* ConfigurationImpl::load(const std::string& file, const std::vector<std::string>& assignments) {
-  std::string text;
-  if (!file.empty()) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream content;
-    errno = 0;
-    if (in && in.peek() != std::ifstream::traits_type::eof()) content << in.rdbuf();
-    if (!in.is_open() || in.bad() || content.bad() || errno != 0)
-      throw ConfigurationError(file + ": cannot be read: " + std::strerror(errno));
-    text = content.str();
-  }
+  const std::string text = file.empty() ? std::string() : read_file(file);
   return parse(text, file, assignments);
 }
 

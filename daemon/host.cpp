@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "daemon/exception_text.h"
 #include "daemon/host_event.h"
 #include "daemon/imr_store.h"
 #include "daemon/locator_store.h"
@@ -50,6 +51,7 @@ Host::Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen)
     open_front_door(listen);
     open_locator();
   } catch (...) {
+    report(m_event_log.get(), DAEMON_START_FAILED_EVENT, {current_exception_text()});
     forget_orb_log();
     m_locator = {};
     if (!CORBA::is_nil(m_orb)) m_orb->destroy();

@@ -1,0 +1,58 @@
+// An active ORB as a plug-in has it, of which a test says what it answers.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <qz_locator_internal.hh>
+#include <string>
+#include <utility>
+
+#include "platform/base/ref_count_handle.h"
+#include "platform/orb/ref_counted_local_object.h"
+
+class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  // process: nil when none runs it.
+  explicit FakeActiveOrb(std::string name, QZ_LocatorInternal::ActiveProcess_ptr process = nullptr)
+      : m_name(std::move(name)), m_process(QZ_LocatorInternal::ActiveProcess::_duplicate(process)) {}
+
+  char* name() override { return CORBA::string_dup(m_name.c_str()); }
+  QZ_LocationCommon::ORBInfo* orb_info() override {
+    auto* info = new QZ_LocationCommon::ORBInfo;
+    info->name = m_name.c_str();
+    return info;
+  }
+  QZ_LocatorInternal::ActiveProcess_ptr process() override {
+    return QZ_LocatorInternal::ActiveProcess::_duplicate(m_process);
+  }
+  void process_died() override {
+    if (on_death) on_death();
+    ++deaths;
+  }
+  QZ_LocatorAdmin::ActiveORB_ptr external_reference() override { return QZ_LocatorAdmin::ActiveORB::_nil(); }
+  CORBA::Boolean validate() override { return is_registered; }
+  CORBA::Boolean probe() override {
+    ++probes;
+    if (probe_raises) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+    return alive;
+  }
+  CORBA::Boolean registered() override { return is_registered; }
+  void destroy() override {}
+
+  std::atomic<int> deaths{0};
+  std::atomic<int> probes{0};
+  std::atomic<bool> is_registered{false};
+  std::atomic<bool> alive{true};
+  std::atomic<bool> probe_raises{false};
+  std::function<void()> on_death;
+
+ private:
+  const std::string m_name;
+  const QZ_LocatorInternal::ActiveProcess_var m_process;
+};
+
+using FakeOrb = RefCountHandle<FakeActiveOrb>;
+
+inline FakeOrb make_orb(const std::string& name, QZ_LocatorInternal::ActiveProcess_ptr process = nullptr) {
+  return FakeOrb(new FakeActiveOrb(name, process));
+}

@@ -1,0 +1,148 @@
+// Servers whose process nobody watches.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include "tests/unit/daemon/fake_active_orb.h"
+#include "tests/unit/daemon/host_fixture.h"
+
+namespace {
+
+using namespace poalocd;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class LivenessTest : public HostFixture {
+ protected:
+  LivenessTest() { m_config.set("liveness", "failures", "3"); }
+
+  FakeOrb insert(const std::string& name, QZ_LocatorInternal::ActiveProcess_ptr process = nullptr) {
+    auto orb = make_orb(name, process);
+    orb->is_registered = true;
+    host().locator().active_orbs().insert(orb.get());
+    return orb;
+  }
+  void check(int times = 1) {
+    for (int i = 0; i < times; ++i) host().liveness_monitor().check();
+  }
+};
+
+TEST_F(LivenessTest, ReportsADeathAfterFailuresInARow) {
+  open();
+  const auto orb = insert("manual");
+  orb->alive = false;
+  check(2);
+  EXPECT_EQ(orb->deaths, 0);
+  check();
+  EXPECT_EQ(orb->deaths, 1);
+  EXPECT_THAT(events(SERVER_PROBE_FAILED_EVENT), SizeIs(3));
+  EXPECT_THAT(events(SERVER_DEAD_EVENT), SizeIs(1));
+}
+
+TEST_F(LivenessTest, CountsAnewAfterAnAnswer) {
+  open();
+  const auto orb = insert("manual");
+  orb->alive = false;
+  check(2);
+  orb->alive = true;
+  check();
+  orb->alive = false;
+  check(2);
+  EXPECT_EQ(orb->deaths, 0);
+  check();
+  EXPECT_EQ(orb->deaths, 1);
+}
+
+TEST_F(LivenessTest, TakesAnExceptionForNoAnswer) {
+  open();
+  const auto orb = insert("manual");
+  orb->probe_raises = true;
+  check(3);
+  EXPECT_EQ(orb->deaths, 1);
+}
+
+TEST_F(LivenessTest, DoesNotCountASuccessorOfTheSameName) {
+  open();
+  const auto old = insert("manual");
+  old->alive = false;
+  check(2);
+  host().locator().active_orbs().remove("manual");
+  const auto fresh = insert("manual");
+  fresh->alive = false;
+  check(2);
+  EXPECT_EQ(fresh->deaths, 0);
+}
+
+TEST_F(LivenessTest, AsksNobodyWhoHasRegisteredNothing) {
+  open();
+  const auto orb = insert("manual");
+  orb->is_registered = false;
+  orb->alive = false;
+  check(5);
+  EXPECT_EQ(orb->probes, 0);
+  EXPECT_EQ(orb->deaths, 0);
+}
+
+TEST_F(LivenessTest, AsksNobodyWhoseProcessIsWatched) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto bank = process("bank");
+  const auto orb = insert("bank", bank);
+  bank->add_orb(orb.get());
+  bank->start();
+  orb->alive = false;
+  check(5);
+  EXPECT_EQ(orb->probes, 0);
+  EXPECT_EQ(orb->deaths, 0);
+  kill(-std::stoi(events(PROCESS_STARTED_EVENT).at(0).parameters.at(1)), SIGKILL);
+}
+
+TEST_F(LivenessTest, AsksServersOfAProcessThatRegisteredByItself) {
+  add_process("bank", {"sleep", "1000"});
+  open();
+  const auto bank = process("bank", true);
+  const auto orb = insert("bank", bank);
+  bank->add_orb(orb.get());
+  orb->on_death = [&] { bank->remove_orb("bank"); };
+  orb->alive = false;
+  check(3);
+  EXPECT_EQ(orb->deaths, 1);
+  // Gone, so it may be started.
+  EXPECT_TRUE(CORBA::is_nil(QZ_LocatorInternal::ActiveProcess_var(processes().find("bank"))));
+}
+
+TEST_F(LivenessTest, TakesAProcessForRunningWhoseOrbHasRegistered) {
+  add_process("bank", {"/no/such/program"});
+  open();
+  const auto bank = process("bank");
+  const auto orb = insert("bank", bank);
+  bank->add_orb(orb.get());
+  check();
+  // Running, so this starts nothing, and nothing fails.
+  EXPECT_NO_THROW(bank->start());
+}
+
+TEST_F(LivenessTest, GivesUpARunningProcessThatNeverRegisters) {
+  add_process("bank", {"/no/such/program"});
+  open();
+  const auto bank = process("bank", true);
+  const auto orb = make_orb("bank", bank);
+  bank->add_orb(orb.get());
+  check(2);
+  EXPECT_EQ(orb->deaths, 0);
+  check();
+  EXPECT_EQ(orb->deaths, 1);
+  EXPECT_THROW(bank->start(), QZ_LocatorInternal::StartFailed);
+}
+
+TEST_F(LivenessTest, RoundsComeByThemselves) {
+  m_config.set("liveness", "interval", "0.02");
+  open();
+  const auto orb = insert("manual");
+  orb->alive = false;
+  orb->on_death = [&] { host().locator().active_orbs().remove("manual"); };
+  host().start();
+  EXPECT_TRUE(support::wait_until([&] { return orb->deaths == 1; }));
+  EXPECT_THAT(events(THREAD_FAILED_EVENT), IsEmpty());
+}
+
+}  // namespace
