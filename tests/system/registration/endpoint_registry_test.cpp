@@ -168,10 +168,20 @@ TEST_F(EndpointRegistryTest, AnyOrbMayRemoveAPoa) {
 }
 
 TEST_F(EndpointRegistryTest, NamesOfAnyCharactersAreKeptApart) {
-  const std::string names[] = {"name with blanks",    "N\xC3\xA4me", "it's", "\"; drop table", "%0", "A", "a",
-                               std::string(5000, 'x')};
+  const std::string names[] = {"name with blanks",     "N\xC3\xA4me", "it's",    "\"; drop table", "%0", "A", "a",
+                               std::string(5000, 'x'), "line\nbreak", "\x01\x7F"};
   for (const std::string& name : names) EXPECT_EQ(m_server.add(name), 1U) << name;
-  for (const std::string& name : names) EXPECT_TRUE(is_active(m_server, name)) << name;
+  for (const std::string& name : names) {
+    EXPECT_TRUE(is_active(m_server, name)) << name;
+    EXPECT_TRUE(m_locator.log().wait_for(4, {name})) << name;
+  }
+}
+
+TEST_F(EndpointRegistryTest, NameThatIsNoTextIsServedAndTheLogStaysReadable) {
+  const std::string name = "\xFF\xFE\xC3";
+  EXPECT_EQ(m_server.add(name), 1U);
+  EXPECT_TRUE(is_active(m_server, name));
+  EXPECT_TRUE(m_locator.log().wait_for(4));
 }
 
 TEST_F(EndpointRegistryTest, IdsThatAreNoneAreRefusedAndDoNoHarm) {
