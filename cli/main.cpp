@@ -1,0 +1,13 @@
+#include <unistd.h>
+
+#include <clocale>
+#include <iostream>
+
+#include "cli/run.h"
+
+int main(int argc, char** argv) {
+  std::setlocale(LC_CTYPE, "");
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  return poaloc::run(arguments, {std::cin, std::cout, std::cerr, isatty(STDIN_FILENO) != 0, isatty(STDOUT_FILENO) != 0,
+                                 isatty(STDERR_FILENO) != 0});
+}
