@@ -14,7 +14,6 @@ constexpr CORBA::ULong MINOR_NO_DESTROY = 0x515A0C00;
 
 POAIMRImpl::POAIMRImpl(POALocatorImpl& locator, QZ_IMRInternal::OAIMRRegistry_ptr registry)
     : m_name("POAIMR"),
-      m_locator(locator),
       m_registry(QZ_IMRInternal::OAIMRRegistry::_duplicate(registry)),
       m_endpoint_registry(std::make_unique<EndpointRegistry>(locator)),
       m_ext_poa_registry(new ExternalPOARegistryImpl(locator, locator.impl_poa_nc(), *m_endpoint_registry)),

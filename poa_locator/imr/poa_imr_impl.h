@@ -45,7 +45,6 @@ class POAIMRImpl : public virtual QZ_IMRInternal::OAIMR, public QZ_CORBA::RefCou
   void impl_orb_pre_deep_destroy(QZ_IMRInternal::ORB_ptr orb);
 
   const QZ_String m_name;
-  POALocatorImpl& m_locator;
   const QZ_IMRInternal::OAIMRRegistry_var m_registry;
   const std::unique_ptr<EndpointRegistry> m_endpoint_registry;
   // Behind the registry that they use: closed before it goes.
