@@ -70,6 +70,11 @@ void stop_serving(PortableServer::POA_ptr poa, CORBA::Object_ptr object) {
   }
 }
 
+// Or may be: it is told when the POA goes.
+bool is_known_to_locator(const RegisteredPoa& poa) {
+  return poa.is_pending || !CORBA::is_nil(poa.locator_reference);
+}
+
 CORBA::PolicyList persistent(PortableServer::POA_ptr root, const CORBA::PolicyList& others) {
   CORBA::PolicyList all;
   all.length(others.length() + 2);
@@ -125,6 +130,8 @@ PortableServer::POA_ptr LocatorRegistration::Impl::create_poa(const std::string&
                      is_upper_level ? PoaSetup() : setup, is_upper_level);
     } else if (!is_upper_level && poa->is_upper_level) {
       throw RegistrationError("POA \"" + path + "\" is up already, as the upper level of another; create it first.");
+    } else if (poa->is_pending || (!is_upper_level && CORBA::is_nil(poa->locator_reference))) {
+      register_or_raise(*poa);
     }
     parent = PortableServer::POA::_duplicate(poa->poa);
   }
@@ -144,15 +151,14 @@ LocatorRegistration::Impl::Poa LocatorRegistration::Impl::bring_up(PortableServe
     if (setup) setup(result->poa);
     result->prototype = result->poa->create_reference_with_id(PortableServer::ObjectId(), CORBA::Object::_PD_repoId);
     result->dynamic_state = serve<QZ_POA_PersistentServer::EndpointDynamicState>(m_calls, new EndpointDynamicStateImpl);
-    const Answer answer =
-        m_client.add_endpoint(path, result->prototype, result->dynamic_state, result->locator_reference);
-    // Several servers may share upper levels, of which only one can be the registered one.
-    const bool is_elsewhere = answer == Answer::ALREADY_REGISTERED || answer == Answer::OTHER_ORB;
-    if (answer != Answer::ACCEPTED && !(is_upper_level && is_elsewhere)) {
-      throw RegistrationError(m_client.refusal(path, answer));
-    }
+    register_or_raise(*result);
   } catch (...) {
-    // The locator may have taken the registration although its answer was lost; the dead state voids it.
+    if (result->is_pending) {
+      // The locator may send clients here, now or when it is back.
+      const QZ_MutexLock lock(m_table);
+      m_poas.push_back(result);
+      throw;
+    }
     if (!CORBA::is_nil(result->dynamic_state)) stop_serving(m_calls, result->dynamic_state);
     result->poa->destroy(true, false);
     throw;
@@ -160,6 +166,42 @@ LocatorRegistration::Impl::Poa LocatorRegistration::Impl::bring_up(PortableServe
   const QZ_MutexLock lock(m_table);
   m_poas.push_back(result);
   return result;
+}
+
+Answer LocatorRegistration::Impl::ask_to_register(RegisteredPoa& poa) {
+  const bool was_pending = poa.is_pending;
+  poa.is_pending = CORBA::is_nil(poa.locator_reference);
+  CORBA::Object_var reference;
+  Answer answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
+  if (answer == Answer::ALREADY_REGISTERED && was_pending && !poa.is_upper_level) {
+    // By the call whose answer was lost, and with it the reference.
+    m_client.remove_endpoint(poa.path);
+    answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
+  }
+  poa.is_pending = false;
+  if (answer == Answer::ACCEPTED) {
+    const QZ_MutexLock lock(m_table);
+    poa.locator_reference = reference;
+  }
+  return answer;
+}
+
+void LocatorRegistration::Impl::register_or_raise(RegisteredPoa& poa) {
+  const Answer answer = ask_to_register(poa);
+  // Several servers may share upper levels, of which only one can be the registered one.
+  const bool is_elsewhere = answer == Answer::ALREADY_REGISTERED || answer == Answer::OTHER_ORB;
+  if (answer == Answer::ACCEPTED || (poa.is_upper_level && is_elsewhere)) return;
+  throw RegistrationError(m_client.refusal(poa.path, answer));
+}
+
+std::string LocatorRegistration::Impl::register_again(RegisteredPoa& poa) {
+  try {
+    const Answer answer = ask_to_register(poa);
+    const bool is_registered = answer == Answer::ACCEPTED || answer == Answer::ALREADY_REGISTERED;
+    return is_registered ? std::string() : m_client.refusal(poa.path, answer);
+  } catch (const RegistrationError& error) {
+    return error.what();
+  }
 }
 
 CORBA::Object_ptr LocatorRegistration::Impl::mint(const std::string& path, const PortableServer::ObjectId& id,
@@ -207,7 +249,7 @@ void LocatorRegistration::Impl::remove_poas() {
   const std::vector<Poa> all = poas();
   for (auto poa = all.rbegin(); poa != all.rend(); ++poa) {
     const QZ_MutexLock lock(m_changes);
-    if (CORBA::is_nil((*poa)->locator_reference)) continue;
+    if (!is_known_to_locator(**poa)) continue;
     m_client.remove_endpoint((*poa)->path);
     const QZ_MutexLock table_lock(m_table);
     (*poa)->locator_reference = CORBA::Object::_nil();
@@ -221,8 +263,9 @@ bool LocatorRegistration::Impl::activate(const std::string& path) {
     if (const Poa poa = find(path)) {
       // The locator would not ask if it knew.
       const std::string problem = register_again(*poa);
-      if (!problem.empty()) report(problem);
-      return true;
+      if (problem.empty()) return true;
+      report(problem);
+      throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
     }
   }
   try {
@@ -235,27 +278,11 @@ bool LocatorRegistration::Impl::activate(const std::string& path) {
   throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
 }
 
-std::string LocatorRegistration::Impl::register_again(RegisteredPoa& poa) {
-  CORBA::Object_var reference;
-  try {
-    const Answer answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
-    if (answer == Answer::ACCEPTED) {
-      const QZ_MutexLock lock(m_table);
-      poa.locator_reference = reference;
-    } else if (answer != Answer::ALREADY_REGISTERED) {
-      return m_client.refusal(poa.path, answer);
-    }
-    return {};
-  } catch (const RegistrationError& error) {
-    return error.what();
-  }
-}
-
 void LocatorRegistration::Impl::check() {
   const QZ_MutexLock lock(m_changes);
   if (m_left) return;
   std::vector<Poa> registered = poas();
-  std::erase_if(registered, [](const Poa& poa) { return CORBA::is_nil(poa->locator_reference); });
+  std::erase_if(registered, [](const Poa& poa) { return !is_known_to_locator(*poa); });
   try {
     ++m_checks;
     if (registered.empty()) {
@@ -263,11 +290,13 @@ void LocatorRegistration::Impl::check() {
       return;
     }
     // One POA at each check: what the locator loses all at once shows in any of them.
-    RegisteredPoa& poa = *registered[m_checks % registered.size()];
-    CORBA::Object_var reference;
-    if (m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference) != Answer::ALREADY_REGISTERED) {
-      register_all_again();
-    }
+    const auto pending =
+        std::find_if(registered.begin(), registered.end(), [](const Poa& poa) { return poa->is_pending; });
+    RegisteredPoa& poa = pending != registered.end() ? **pending : *registered[m_checks % registered.size()];
+    const bool was_pending = poa.is_pending;
+    const Answer answer = ask_to_register(poa);
+    const bool is_first = was_pending && answer == Answer::ACCEPTED;
+    if (answer != Answer::ALREADY_REGISTERED && !is_first) register_all_again();
   } catch (const RegistrationError&) {
     // The locator does not answer: it may at the next check.
   }

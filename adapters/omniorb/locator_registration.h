@@ -76,8 +76,9 @@ class LocatorRegistration {
   // are missing are created and registered too; they hold no objects. The POA is persistent with user ids; policies
   // holds any others. Its manager is the root POA's, which the application activates. A path that is up already is
   // returned as it is. The caller releases the POA.
-  // RegistrationError when the locator refuses or does not answer (the POA is destroyed again then); exceptions of the
-  // ORB and of setup pass through.
+  // RegistrationError when the locator refuses, and the POA is destroyed again; and when it does not answer or fails:
+  // the POA stays up then, since nobody knows what the locator did, and is registered by the next call or by the watch.
+  // Exceptions of the ORB and of setup pass through.
   PortableServer::POA_ptr create_poa(const std::string& path, const CORBA::PolicyList& policies, const PoaSetup& setup);
 
   // The persistent reference, through the locator, of the object with that id in a POA that is up. It is the same at

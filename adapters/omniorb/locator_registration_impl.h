@@ -34,6 +34,9 @@ class LocatorRegistration::Impl {
 
   Poa bring_up(PortableServer::POA_ptr parent, const std::string& path, const std::string& name,
                const CORBA::PolicyList& policies, const PoaSetup& setup, bool is_upper_level) REQUIRES(m_changes);
+  // When this raises, a POA that has no locator reference yet is pending.
+  LocatorClient::Answer ask_to_register(RegisteredPoa& poa) REQUIRES(m_changes);
+  void register_or_raise(RegisteredPoa& poa) REQUIRES(m_changes);
   // What is to be known of a POA that did not get registered; empty when it did, or is already.
   std::string register_again(RegisteredPoa& poa) REQUIRES(m_changes);
   void register_all_again() REQUIRES(m_changes);
@@ -60,6 +63,7 @@ class LocatorRegistration::Impl {
   std::string m_last_problem GUARDED_BY(m_changes);
 
   // Guards m_poas, and the locator references in it together with m_changes: both are held to write, either to read.
+  // What is pending is m_changes' alone.
   // Taken last and never held during a call.
   mutable QZ_Mutex m_table;
   std::vector<Poa> m_poas GUARDED_BY(m_table);  // parents before their children

@@ -12,12 +12,14 @@ namespace PoaLocator {
 // path to dynamic_state do not change.
 struct RegisteredPoa {
   std::string path;
-  bool is_upper_level;  // created for the sake of a POA below it
+  bool is_upper_level = false;  // created for the sake of a POA below it
   PortableServer::POA_var poa;
   CORBA::Object_var prototype;  // the reference for the empty object id
   QZ_POA_PersistentServer::EndpointDynamicState_var dynamic_state;
-  // The POA through the locator; nil while this POA is not registered, which only upper levels may be.
+  // The POA through the locator; nil while this POA is not registered, which only upper levels may stay.
   CORBA::Object_var locator_reference;
+  // The locator was asked to register the POA and did not answer: nobody knows whether it did.
+  bool is_pending = false;
 };
 
 }  // namespace PoaLocator

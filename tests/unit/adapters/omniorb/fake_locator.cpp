@@ -57,9 +57,13 @@ class FakeLocator::Endpoints : public POA_QZ_POA_PersistentServer::EndpointRegis
     const std::string path = path_or_complaint(id);
     const std::lock_guard lock(m_locator.m_mutex);
     m_locator.m_calls.push_back("add " + path + " as " + orb_name);
-    switch (m_locator.m_refusals[path]) {
+    const Refusal refusal = m_locator.m_refusals[path];
+    switch (refusal) {
       case Refusal::NONE:
+      case Refusal::LOST_ANSWER:
         break;
+      case Refusal::SILENCE:
+        throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
       case Refusal::OTHER_ORB:
         throw QZ_POA_PersistentServer::EndpointRegistry::InvalidOrbName(orb_name);
       case Refusal::NO_ENTRY:
@@ -76,6 +80,7 @@ class FakeLocator::Endpoints : public POA_QZ_POA_PersistentServer::EndpointRegis
     entry.state = EndpointDynamicState::_duplicate(state);
     locator_reference = through_locator(id);
     creation_number = 1;
+    if (refusal == Refusal::LOST_ANSWER) throw CORBA::COMM_FAILURE(0, CORBA::COMPLETED_MAYBE);
   }
 
   void remove(const char* /*orb_name*/, const EndpointId& id) override {

@@ -10,7 +10,8 @@
 
 class FakeLocator {
  public:
-  enum class Refusal { NONE, OTHER_ORB, NO_ENTRY, NOT_ALLOWED, STORE };
+  // LOST_ANSWER: the POA is registered, but the server does not learn of it.
+  enum class Refusal { NONE, OTHER_ORB, NO_ENTRY, NOT_ALLOWED, STORE, SILENCE, LOST_ANSWER };
 
   // Serves "EndpointRegistry" and "EndpointActivatorRegistry" at test_orb::url() until it is destroyed.
   FakeLocator();

@@ -200,8 +200,7 @@ TEST_F(LocatorRegistrationTest, tells_what_to_do_about_each_refusal) {
   const std::vector<std::pair<FakeLocator::Refusal, std::string>> cases{
       {FakeLocator::Refusal::OTHER_ORB, "start this server under that ORB name"},
       {FakeLocator::Refusal::NO_ENTRY, "add the entry, or set POALOCATOR_DOMAIN"},
-      {FakeLocator::Refusal::NOT_ALLOWED, "add the entry or allow it there"},
-      {FakeLocator::Refusal::STORE, "its event log tells why"}};
+      {FakeLocator::Refusal::NOT_ALLOWED, "add the entry or allow it there"}};
   for (const auto& [refusal, advice] : cases) {
     m_locator.refuse("Bank", refusal);
     EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr(advice));
@@ -209,6 +208,63 @@ TEST_F(LocatorRegistrationTest, tells_what_to_do_about_each_refusal) {
   }
   m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
   EXPECT_EQ(error_of([&] { create(*server, "Bank"); }), "no error");
+}
+
+TEST_F(LocatorRegistrationTest, points_to_the_event_log_of_a_locator_that_fails) {
+  const auto server = registration();
+  m_locator.refuse("Bank", FakeLocator::Refusal::STORE);
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("PERSIST_STORE); its event log tells why"));
+}
+
+TEST_F(LocatorRegistrationTest, keeps_a_poa_up_of_which_it_does_not_know_whether_it_is_registered) {
+  for (const auto silence : {FakeLocator::Refusal::SILENCE, FakeLocator::Refusal::LOST_ANSWER}) {
+    const std::string path = silence == FakeLocator::Refusal::SILENCE ? "Silent" : "Lost";
+    const auto server = registration();
+    m_locator.refuse(path, silence);
+    EXPECT_THAT(error_of([&] { create(*server, path); }), HasSubstr("does not answer"));
+    PortableServer::POA_var poa = test_orb::root_poa()->find_POA(path.c_str(), false);
+    EXPECT_FALSE(CORBA::is_nil(poa));
+    EXPECT_THAT(error_of([&] { server->mint(path, "alice", ""); }), HasSubstr("create it before its references"));
+
+    m_locator.refuse(path, FakeLocator::Refusal::NONE);
+    create(*server, path);
+    EXPECT_THAT(m_locator.registered(), ElementsAre(path));
+    EXPECT_EQ(error_of([&] { CORBA::Object_var object = server->mint(path, "alice", ""); }), "no error");
+    server->leave();
+    EXPECT_THAT(m_locator.registered(), IsEmpty());
+  }
+}
+
+TEST_F(LocatorRegistrationTest, removes_when_it_leaves_what_may_be_registered) {
+  m_locator.refuse("Bank", FakeLocator::Refusal::LOST_ANSWER);
+  const auto server = registration();
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));
+  EXPECT_THAT(m_locator.registered(), ElementsAre("Bank"));
+  server->leave();
+  EXPECT_THAT(m_locator.registered(), IsEmpty());
+}
+
+TEST_F(LocatorRegistrationTest, registers_what_is_pending_when_the_locator_answers_again) {
+  m_options.watch_interval = 2ms;
+  m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
+  const auto server = registration();
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));
+  m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
+  EXPECT_TRUE(wait_until([this] { return !m_locator.registered().empty(); }));
+}
+
+TEST_F(LocatorRegistrationTest, leaves_a_registration_alone_that_survives_the_locators_silence) {
+  m_options.watch_interval = 2ms;
+  const auto server = registration();
+  create(*server, "Bank");
+  m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
+  const std::size_t before = m_locator.calls().size();
+  EXPECT_TRUE(wait_until([&] { return m_locator.calls().size() > before + 3; }));
+  m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
+  const std::size_t after = m_locator.calls().size();
+  EXPECT_TRUE(wait_until([&] { return m_locator.calls().size() > after + 3; }));
+  EXPECT_THAT(m_locator.calls(), ::testing::Not(::testing::Contains("remove Bank")));
+  EXPECT_THAT(reports(), IsEmpty());
 }
 
 TEST_F(LocatorRegistrationTest, is_refused_what_a_living_server_has) {
@@ -310,6 +366,16 @@ TEST_F(LocatorRegistrationTest, registers_again_what_is_up_when_the_locator_asks
   m_locator.forget_poa("Bank");
   activator->activate(FakeLocator::ids({"Bank"}));
   EXPECT_THAT(m_locator.registered(), ElementsAre("Bank"));
+}
+
+TEST_F(LocatorRegistrationTest, answers_with_transient_when_it_cannot_register_again_what_is_up) {
+  const auto server = registration();
+  create(*server, "Bank");
+  const EndpointActivator_var activator = m_locator.activator();
+  m_locator.forget_poa("Bank");
+  m_locator.refuse("Bank", FakeLocator::Refusal::NOT_ALLOWED);
+  EXPECT_THROW(activator->activate(FakeLocator::ids({"Bank"})), CORBA::TRANSIENT);
+  EXPECT_THAT(reports(), ElementsAre(HasSubstr("allows no dynamic registration")));
 }
 
 TEST_F(LocatorRegistrationTest, answers_an_activation_that_fails_with_transient) {
