@@ -4,6 +4,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# One kind of code for programs and libraries, so that they share precompiled headers.
+add_compile_options(-fPIC)
+
 # Generated skeletons of derived local interfaces reach into each other's protected members.
 add_compile_options(-fno-access-control)
 
@@ -20,7 +23,9 @@ add_link_options(-fuse-ld=lld)
 
 find_program(CCACHE ccache)
 if(CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # Lets ccache look into precompiled headers.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+  add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
 endif()
 
 # Warnings for our own code only; generated code is compiled without them.

@@ -15,11 +15,19 @@ function(poalocator_idl target kind)
   set(sources)
   foreach(file ${IDL_FILES})
     get_filename_component(name ${file} NAME_WE)
+    # Through a folder of its own, so that files which come out the same are not touched and nothing is built again.
+    set(fresh ${CMAKE_CURRENT_BINARY_DIR}/fresh_${target}_${name})
+    set(made ${name}.hh ${name}SK.cc ${name}DynSK.cc)
+    list(TRANSFORM made PREPEND ${fresh}/ OUTPUT_VARIABLE made_fresh)
+    list(TRANSFORM made PREPEND ${out}/)
     add_custom_command(
-      OUTPUT ${out}/${name}.hh ${out}/${name}SK.cc ${out}/${name}DynSK.cc
-      COMMAND ${OMNIIDL} -bcxx -Wba -I${OMNIORB_IDL_DIR} ${include_options} -C${out} ${CMAKE_CURRENT_SOURCE_DIR}/${file}
+      OUTPUT ${made}
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${fresh}
+      COMMAND ${OMNIIDL} -bcxx -Wba -I${OMNIORB_IDL_DIR} ${include_options} -C${fresh}
+              ${CMAKE_CURRENT_SOURCE_DIR}/${file}
+      COMMAND ${CMAKE_COMMAND} -E copy_if_different ${made_fresh} ${out}
       DEPENDS ${all_idl})
-    list(APPEND sources ${out}/${name}.hh ${out}/${name}SK.cc ${out}/${name}DynSK.cc)
+    list(APPEND sources ${made})
   endforeach()
   add_library(${target} ${kind} ${sources})
   target_include_directories(${target} SYSTEM PUBLIC ${out})
