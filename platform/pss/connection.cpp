@@ -73,8 +73,15 @@ void Connection::begin(std::chrono::milliseconds timeout) {
 void Connection::commit() {
   execute(COMMIT);
 }
-void Connection::rollback() {
-  execute(ROLLBACK);
+void Connection::rollback() noexcept {
+  const std::string why = last_error();
+  try {
+    execute(ROLLBACK);
+  } catch (...) {
+    // What led here is of more use than this.
+    set_last_error(why);
+    m_broken = true;
+  }
 }
 
 void Connection::failed(const soci::soci_error& error) {

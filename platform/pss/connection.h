@@ -29,7 +29,8 @@ class Connection {
   // Takes the database's write lock; waits for other processes up to timeout.
   void begin(std::chrono::milliseconds timeout);
   void commit();
-  void rollback();
+  // Leaves the connection marked as broken when the engine cannot.
+  void rollback() noexcept;
 
   // Something went wrong that may have left the connection unusable: do not use it for other work.
   bool broken() const { return m_broken; }

@@ -16,10 +16,11 @@ int digit(char c) {
 
 std::string to_hex(const CORBA::OctetSeq& octets) {
   static constexpr char digits[] = "0123456789abcdef";
-  std::string text(2 * static_cast<std::size_t>(octets.length()), '0');
+  std::string text;
+  text.reserve(2 * static_cast<std::size_t>(octets.length()));
   for (CORBA::ULong i = 0; i < octets.length(); ++i) {
-    text[2 * i] = digits[octets[i] >> 4];
-    text[2 * i + 1] = digits[octets[i] & 0xf];
+    text += digits[octets[i] >> 4];
+    text += digits[octets[i] & 0xf];
   }
   return text;
 }
@@ -28,8 +29,8 @@ CORBA::OctetSeq from_hex(const std::string& text) {
   if (text.size() % 2 != 0) raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored identifier has half an octet");
   CORBA::OctetSeq octets;
   octets.length(static_cast<CORBA::ULong>(text.size() / 2));
-  for (CORBA::ULong i = 0; i < octets.length(); ++i)
-    octets[i] = static_cast<CORBA::Octet>(digit(text[2 * i]) << 4 | digit(text[2 * i + 1]));
+  for (std::size_t i = 0; i < text.size(); i += 2)
+    octets[static_cast<CORBA::ULong>(i / 2)] = static_cast<CORBA::Octet>(digit(text[i]) << 4 | digit(text[i + 1]));
   return octets;
 }
 

@@ -84,6 +84,16 @@ struct StoredEntry {
   std::string layout;
 };
 
+void check_stored_member(const std::string& home_type_id, const std::string& name, const std::string& kind,
+                         const std::map<std::string, std::string>& declared) {
+  const auto found = declared.find(name);
+  if (found == declared.end())
+    refuse(home_type_id, "its records have a member \"" + name +
+                             "\" that this program does not know; was it written by a newer release?");
+  if (found->second != kind)
+    refuse(home_type_id, "its records' member \"" + name + "\" is of kind " + kind + ", not " + found->second);
+}
+
 void extend(StoreTransaction& work, const std::string& home_type_id, const StoredEntry& stored,
             const std::string& table, const StorageType& type) {
   if (stored.storage_type != type.repository_id())
@@ -95,15 +105,7 @@ void extend(StoreTransaction& work, const std::string& home_type_id, const Store
 
   const std::map<std::string, std::string> declared = parse_layout(declared_layout);
   const std::map<std::string, std::string> known = parse_layout(stored.layout);
-  for (const auto& [name, kind] : known) {
-    const auto found = declared.find(name);
-    if (found == declared.end())
-      refuse(home_type_id, "its records have a member \"" + name +
-                               "\" that this program does not know; "
-                               "was it written by a newer release?");
-    if (found->second != kind)
-      refuse(home_type_id, "its records' member \"" + name + "\" is of kind " + kind + ", not " + found->second);
-  }
+  for (const auto& [name, kind] : known) check_stored_member(home_type_id, name, kind, declared);
   for (const Member& member : type.members())
     if (!known.contains(member.name))
       for (const std::string& statement : HomeTable::extend_statements(table, member)) work.execute_once(statement);

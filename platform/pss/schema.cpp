@@ -55,13 +55,7 @@ void migrate(Connection& connection, const std::vector<Migration>& migrations, s
     migrate_locked(connection, migrations);
     connection.commit();
   } catch (...) {
-    const std::string why = last_error();
-    try {
-      connection.rollback();
-    } catch (const CORBA::SystemException&) {
-      // The engine has rolled back already.
-    }
-    set_last_error(why);
+    connection.rollback();
     throw;
   }
 }

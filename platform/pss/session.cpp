@@ -32,8 +32,8 @@ const std::shared_ptr<HomeContext>& Session::context(const std::string& home_typ
 
 QZ_Handle<StorageObject> Session::resolve(const CORBA::Any& value) {
   const StorageObjectReference* reference = nullptr;
-  if (!(value >>= reference))
-    raise<CORBA::BAD_PARAM>(MINOR_BAD_REFERENCE, "the any holds no reference to a storage object");
+  const bool holds_reference = value >>= reference;
+  if (!holds_reference) raise<CORBA::BAD_PARAM>(MINOR_BAD_REFERENCE, "the any holds no reference to a storage object");
   return resolve(*reference);
 }
 

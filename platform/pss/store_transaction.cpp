@@ -61,15 +61,7 @@ void StoreTransaction::commit() {
 
 void StoreTransaction::rollback() noexcept {
   if (!m_has_turn) return;
-  const std::string why = last_error();
-  if (m_begun) {
-    try {
-      connection().rollback();
-    } catch (...) {
-      // The engine has rolled back by itself, or the connection is marked as broken and will be closed.
-    }
-  }
-  set_last_error(why);
+  if (m_begun) connection().rollback();
   finish();
 }
 

@@ -10,7 +10,7 @@ namespace QZ_PSS {
 
 // Has the store's write turn and the database's write lock until it ends; rolled back when it is destroyed before.
 // Once a statement has failed the transaction is doomed: engines differ in what is left of it, so nothing is kept.
-class StoreTransaction : public WorkUnit, public TransactionResource {
+class StoreTransaction final : public WorkUnit, public TransactionResource {
  public:
   // TRANSIENT with MINOR_LOCKED when the turn or the lock cannot be had within the busy time-out.
   static std::shared_ptr<StoreTransaction> begin(std::shared_ptr<Store> store);

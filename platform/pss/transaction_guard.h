@@ -29,7 +29,7 @@ class TransactionGuard {
     try {
       m_current->rollback();
     } catch (...) {
-      // There is no transaction any more: nothing is left to undo.
+      m_owned = false;  // there is no transaction any more: nothing is left to undo
     }
   }
 

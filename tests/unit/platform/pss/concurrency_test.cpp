@@ -34,6 +34,7 @@ TEST_F(ConcurrencyTest, orders_writers_of_the_same_record) {
   constexpr unsigned threads = 4;
   constexpr unsigned rounds = 25;
   std::vector<std::thread> writers;
+  writers.reserve(threads);
   for (unsigned t = 0; t < threads; ++t) {
     writers.emplace_back([&, t] {
       for (unsigned round = 0; round < rounds; ++round) {
@@ -168,6 +169,7 @@ TEST_F(ConcurrencyTest, passes_the_turn_on_when_a_writing_thread_ends) {
 TEST_F(ConcurrencyTest, registers_homes_from_many_threads) {
   open();
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       QZ_PSS::register_home<NameHome>(manager(), "PSDL:Shared:1.0");

@@ -78,7 +78,7 @@ TEST_F(OpenTest, reports_a_damaged_page_when_it_is_read) {
   close();
   {
     std::fstream damage(file(), std::ios::in | std::ios::out | std::ios::binary);
-    damage.seekp(4096 * 3);
+    damage.seekp(12288);
     for (int i = 0; i < 4096 * 20; ++i) damage.put('\x5a');
   }
   CORBA::ULong minor = 0;

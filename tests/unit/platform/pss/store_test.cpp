@@ -32,6 +32,7 @@ IdList ids_of(std::initializer_list<unsigned> numbers) {
 
 std::vector<unsigned> numbers_of(const IdList& ids) {
   std::vector<unsigned> numbers;
+  numbers.reserve(ids.length());
   for (CORBA::ULong i = 0; i < ids.length(); ++i) numbers.push_back(number_of(ids[i]));
   return numbers;
 }

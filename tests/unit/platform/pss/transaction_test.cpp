@@ -12,7 +12,6 @@
 namespace Example {
 namespace {
 
-using QZ_PSS::READ_ONLY;
 using QZ_PSS::READ_WRITE;
 using QZ_PSS::TxSessionAssociation;
 

@@ -59,6 +59,7 @@ TEST(WriterQueue, lets_one_in_at_a_time) {
   int count = 0;  // guarded by the turn
   std::atomic<int> inside{0};
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 500; ++round) {
