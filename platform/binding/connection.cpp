@@ -46,6 +46,8 @@ void Connection::start() {
   m_socket.non_blocking(true, error);
   if (error) return close();
   m_socket.set_option(asio::ip::tcp::no_delay(true), error);
+  // Finds out that a client is gone that waits for an answer and has lost its machine or network.
+  m_socket.set_option(asio::socket_base::keep_alive(true), error);
   m_last_activity = m_write_progress = m_resumed = std::chrono::steady_clock::now();
   touch();
 }
@@ -194,6 +196,7 @@ void Connection::write_some() {
     std::error_code error;
     const auto rest = asio::buffer(m_writing.data() + m_written, m_writing.size() - m_written);
     const std::size_t count = m_socket.write_some(rest, error);
+    ++m_context.counters.writes;
     if (error == asio::error::would_block) break;
     if (error) return close();
     m_written += count;
@@ -255,7 +258,7 @@ Connection::Overdue Connection::overdue(Time now) const {
   const FrontDoorConfig& config = m_context.config;
   if (m_state == State::CLOSED) return Overdue::NOTHING;
   if (m_state == State::LINGERING) {
-    return passed(m_closing_since, config.close_time, now) ? Overdue::CLOSE : Overdue::NOTHING;
+    return now - m_closing_since >= config.close_time ? Overdue::CLOSE : Overdue::NOTHING;
   }
   if (output_size() > 0 && passed(m_write_progress, config.message_time, now)) return Overdue::OUTPUT;
   if (m_state != State::OPEN || m_paused_for_requests || m_paused_for_output) return Overdue::NOTHING;

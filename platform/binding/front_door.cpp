@@ -1,5 +1,6 @@
 #include "platform/binding/front_door.h"
 
+#include <algorithm>
 #include <asio/ip/host_name.hpp>
 #include <atomic>
 #include <future>
@@ -16,6 +17,18 @@ namespace QZ_Binding {
 
 namespace {
 
+// With a limit of 0 nothing would ever be read.
+FrontDoorConfig usable(FrontDoorConfig config) {
+  for (std::size_t* limit :
+       {&config.max_connections, &config.max_connections_per_address, &config.max_header_size, &config.max_key_size,
+        &config.max_requests_per_connection, &config.max_incomplete_requests, &config.max_output_size}) {
+    *limit = std::max<std::size_t>(*limit, 1);
+  }
+  config.workers = std::max(config.workers, 1u);
+  if (config.threads == 0) config.threads = std::max(std::thread::hardware_concurrency(), 1u);
+  return config;
+}
+
 std::string text_of(const std::vector<QZ_IOR::Address>& addresses) {
   std::string text;
   for (const auto& address : addresses) {
@@ -30,12 +43,11 @@ std::string text_of(const std::vector<QZ_IOR::Address>& addresses) {
 class FrontDoor::Impl {
  public:
   Impl(FrontDoorConfig config, BindingManagerImpl& manager, QZ_Logging::EventLog_ptr log)
-      : m_context(std::move(config), manager, log),
+      : m_context(usable(std::move(config)), manager, log),
         m_workers([this](RequestRecord& record) { work(record); },
                   [](RequestRecord& record) { drop_request(record); }) {
     manager._qz_add_ref();
-    unsigned threads = m_context.config.threads;
-    if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
+    const unsigned threads = m_context.config.threads;
     for (unsigned i = 0; i < threads; ++i) m_threads.push_back(std::make_unique<IoThread>(m_context, m_workers));
     for (const ListenerConfig& listener : m_context.config.listeners) {
       IoThread& thread = *m_threads[m_listeners.size() % threads];
@@ -66,7 +78,7 @@ class FrontDoor::Impl {
       m_context.reporter.report(LISTENING_MSG, {text_of({listener->address()})});
     }
     m_state = State::SERVING;
-    m_workers.start(std::max(1u, m_context.config.workers));
+    m_workers.start(m_context.config.workers);
     for (const auto& thread : m_threads) thread->start();
     m_context.reporter.report(SERVING_MSG, {text_of(published())});
   }

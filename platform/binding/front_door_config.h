@@ -1,4 +1,4 @@
-// What can be set of the front door. Sizes are in octets.
+// What can be set of the front door. Sizes are in octets. Limits of 0 count as 1, times of 0 as said below.
 #pragma once
 
 #include <chrono>
@@ -52,7 +52,7 @@ struct FrontDoorConfig {
   std::chrono::milliseconds idle_time = std::chrono::minutes(10);
   // From a message's first octet to its last, and for the peer to take some octets of what is sent to it; 0: any time.
   std::chrono::milliseconds message_time = std::chrono::minutes(2);
-  // How long a connection that is being closed waits for the peer to close it too.
+  // How long a connection that is being closed waits for the peer to close it too; 0: not at all.
   std::chrono::milliseconds close_time = std::chrono::seconds(1);
 
   // A kind of event that repeats is logged at most once in that time.

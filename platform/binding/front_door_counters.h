@@ -17,6 +17,7 @@ struct FrontDoorCounters {
   Counter cancel_requests{0};
   Counter requests_parked{0};  // interceptor returned before the outcome was set
 
+  Counter writes{0};  // how often replies were handed to the network, several at once where possible
   Counter forwards{0};
   Counter exceptions{0};
   Counter unknown_objects{0};
