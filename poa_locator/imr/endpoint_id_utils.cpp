@@ -5,6 +5,8 @@
 
 #include <poa_persistent_server.hh>
 
+#include "poa_locator/plugin/initial_reference.h"
+
 namespace {
 
 constexpr CORBA::ULong INITIAL_KEY_CAPACITY = 1024;
@@ -34,8 +36,7 @@ QZ_String EndpointIdUtils::m_domain_name;
 
 void EndpointIdUtils::init(CORBA::ORB_ptr orb, const char* domain) {
   if (CORBA::is_nil(m_binding_manager)) {
-    CORBA::Object_var object = orb->resolve_initial_references("QZ_BindingManager");
-    m_binding_manager = QZ_Binding::BindingManager::_narrow(object);
+    m_binding_manager = initial_reference<QZ_Binding::BindingManager>(orb, "QZ_BindingManager");
   }
   if (m_domain_name.empty()) m_domain_name = domain;
 }

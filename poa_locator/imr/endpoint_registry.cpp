@@ -116,7 +116,12 @@ Endpoint EndpointRegistry::on_demand_create(const CORBA::OctetSeq& id, const cha
 
 void EndpointRegistry::remove(Endpoint& endpoint) {
   QZ_RecursiveMutexLock lock(m_mutex);
+  QZ_PSS::TransactionGuard guard(m_tx_current);
   endpoint.destroy_persistent_data();
+  const CORBA::OctetSeq_var parent_id = EndpointIdUtils::parent_id(endpoint.id());
+  // Without a root nothing could be registered any more.
+  if (!parent_id.operator->()) create_root();
+  guard.commit();
 }
 
 void EndpointRegistry::orb_destroyed(const char* orb_name) {

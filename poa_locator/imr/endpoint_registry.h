@@ -36,7 +36,7 @@ class EndpointRegistry {
   // identifier that names no POA; the repository is unchanged then.
   Endpoint on_demand_create(const CORBA::OctetSeq& id, const char* orb_name);
 
-  // The entry and all below it.
+  // The entry and all below it. The root comes back at once, empty, as in a new store.
   void remove(Endpoint& endpoint);
   // Removes every persistent entry of that ORB with all below it, in one transaction.
   void orb_destroyed(const char* orb_name);

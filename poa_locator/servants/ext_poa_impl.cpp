@@ -1,6 +1,7 @@
 #include "poa_locator/servants/ext_poa_impl.h"
 
 #include "poa_locator/imr/endpoint_registry.h"
+#include "poa_locator/plugin/initial_reference.h"
 #include "poa_locator/plugin/poa_locator_impl.h"
 #include "poa_locator/servants/poa_references.h"
 
@@ -14,16 +15,11 @@ CORBA::ORB_var orb_of(const EndpointRegistry& registry) {
   return QZ_CORBA::orb_of(registry.locator().impl_locator_nc());
 }
 
-PortableServer::Current_ptr resolve_poa_current(CORBA::ORB_ptr orb) {
-  const CORBA::Object_var object = orb->resolve_initial_references("POACurrent");
-  return PortableServer::Current::_narrow(object);
-}
-
 }  // namespace
 
 ExternalPOAImpl::ExternalPOAImpl(PortableServer::POA_ptr parent, EndpointRegistry& registry)
     : m_registry(registry),
-      m_poa_current(resolve_poa_current(orb_of(registry))),
+      m_poa_current(initial_reference<PortableServer::Current>(orb_of(registry), "POACurrent")),
       m_poa(orb_of(registry), parent, "QZ_POAIMRAdmin::POA", this) {}
 
 QZ_POAIMRAdmin::POAId* ExternalPOAImpl::id() {

@@ -13,13 +13,12 @@ constexpr CORBA::ULong MINOR_UNREGISTER_OBSERVER = 0x515A0C02;
 
 ExternalPOARegistryImpl::ExternalPOARegistryImpl(POALocatorImpl& locator, PortableServer::POA_ptr parent,
                                                  EndpointRegistry& registry)
-    : m_locator(locator),
-      m_registry(registry),
+    : m_registry(registry),
       m_poa(CORBA::ORB_var(QZ_CORBA::orb_of(locator.impl_locator_nc())), parent, "QZ_POAIMRAdmin::POARegistry", this) {
   const CORBA::Object_var reference =
       m_poa.create_reference("ExternalPOARegistry", QZ_POAIMRAdmin::POARegistry::_PD_repoId);
-  m_locator.impl_locator_nc()->make_known(QZ_POAIMRAdmin::POA_REGISTRY, reference,
-                                          QZ_LocatorInternal::ROLE_ADMINISTRATOR);
+  locator.impl_locator_nc()->make_known(QZ_POAIMRAdmin::POA_REGISTRY, reference,
+                                        QZ_LocatorInternal::ROLE_ADMINISTRATOR);
 }
 
 QZ_POAIMRAdmin::POA_ptr ExternalPOARegistryImpl::root_namespace() {

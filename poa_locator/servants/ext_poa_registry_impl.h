@@ -30,7 +30,6 @@ class ExternalPOARegistryImpl : public POA_QZ_POAIMRAdmin::POARegistry {
   void impl_close() { m_poa.destroy(); }
 
  private:
-  POALocatorImpl& m_locator;
   EndpointRegistry& m_registry;
   ServantPOA m_poa;
 };

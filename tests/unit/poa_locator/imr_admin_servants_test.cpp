@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <thread>
+
 #include "poa_locator/plugin/poa_loc_event_msg.h"
 #include "tests/unit/poa_locator/plugin_fixture.h"
 
@@ -194,6 +197,23 @@ TEST_F(Administration, NothingIsServedAfterTheEnd) {
   core().m_poa_imr.reset();
   EXPECT_THROW(a->persistent(), CORBA::SystemException);
   EXPECT_THROW(m_registry->root_namespace(), CORBA::SystemException);
+}
+
+TEST_F(Administration, RequestsUnderWayEndBeforeTheServantsGo) {
+  std::atomic<int> served{0};
+  std::vector<std::thread> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.emplace_back([this, &served, i] {
+      try {
+        const QZ_POAIMRAdmin::POA_var mine = m_root->add(("C" + std::to_string(i)).c_str(), false, true, "");
+        for (;; ++served) delete (i % 2 == 0 ? m_root : mine)->children();
+      } catch (const CORBA::SystemException&) {
+      }
+    });
+  }
+  while (served < 20) std::this_thread::yield();
+  core().m_poa_imr.reset();
+  for (std::thread& client : clients) client.join();
 }
 
 TEST_F(Administration, ReferencesHoldAcrossARestart) {

@@ -139,6 +139,16 @@ TEST_F(Registry, RemoveTakesTheSubtree) {
   EXPECT_THAT(root().children(), IsEmpty());
 }
 
+TEST_F(Registry, RemovalOfTheRootLeavesAnEmptyRoot) {
+  Endpoint old_root = root();
+  old_root.allow_dynamic_registration(false);
+  old_root.add("A", false, true, "");
+  registry().remove(old_root);
+  EXPECT_THAT(all_records(), ElementsAre(""));
+  EXPECT_TRUE(root().allow_dynamic_registration());
+  EXPECT_FALSE(registry().on_demand_create(*id_of({"A"}), "orb").is_null());
+}
+
 TEST_F(Registry, ListsTheEntriesOfAnOrbInTheStoresOrder) {
   root().add("Z", true, true, "orb");
   root().add("A", true, true, "orb").add("Other", true, true, "Orb");
