@@ -18,6 +18,9 @@ std::string text_of(const CORBA::SystemException& exception) {
   return std::string(exception._name()) + (minor ? std::string(" ") + minor : std::string());
 }
 
+// With BAD_PARAM: the endpoint id is none of the locator's domain.
+constexpr CORBA::ULong MINOR_BAD_NAME = 0x515A0C06;
+
 // omniORB keeps so many connections to one address. Those of a locator that has been restarted meanwhile are dead,
 // which shows only when they are used.
 constexpr int CONNECTIONS = 5;
@@ -93,6 +96,9 @@ LocatorClient::Answer LocatorClient::add_endpoint(const std::string& path, CORBA
     return Answer::NO_ENTRY;
   } catch (const EndpointRegistry::DynamicRegistrationNotAllowed&) {
     return Answer::NOT_ALLOWED;
+  } catch (const CORBA::BAD_PARAM& exception) {
+    if (exception.minor() == MINOR_BAD_NAME) return Answer::OTHER_DOMAIN;
+    throw failure(exception);
   } catch (const CORBA::SystemException& exception) {
     throw failure(exception);
   }
@@ -137,11 +143,14 @@ std::string LocatorClient::refusal(const std::string& path, Answer answer) const
       return "The locator's repository gives " + poa + " to another ORB than \"" + m_orb_name +
              "\"; start this server under that ORB name or change the repository's entry.";
     case Answer::NO_ENTRY:
-      return "The locator's repository has no entry for " + poa + " nor for the POA above it in domain \"" + m_domain +
-             "\"; add the entry, or set POALOCATOR_DOMAIN to the locator's domain.";
+      return "The locator's repository has no entry for " + poa + " nor for the POA above it; add them, or register " +
+             "the POA above first.";
     case Answer::NOT_ALLOWED:
       return "The locator's repository has no entry for " + poa +
              " and allows no dynamic registration below the POA above it; add the entry or allow it there.";
+    case Answer::OTHER_DOMAIN:
+      return "\"" + m_domain + "\" is not the domain of the locator at " + m_url +
+             "; set POALOCATOR_DOMAIN to the locator's domain.";
     case Answer::ACCEPTED:
       break;
   }

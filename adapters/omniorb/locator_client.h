@@ -14,7 +14,7 @@ namespace PoaLocator {
 class LocatorClient {
  public:
   // What the locator says to a POA's registration.
-  enum class Answer { ACCEPTED, ALREADY_REGISTERED, OTHER_ORB, NO_ENTRY, NOT_ALLOWED };
+  enum class Answer { ACCEPTED, ALREADY_REGISTERED, OTHER_ORB, NO_ENTRY, NOT_ALLOWED, OTHER_DOMAIN };
 
   // options are complete. RegistrationError when the locator does not answer.
   LocatorClient(CORBA::ORB_ptr orb, const LocatorOptions& options);

@@ -57,6 +57,7 @@ class FakeLocator::Endpoints : public POA_QZ_POA_PersistentServer::EndpointRegis
     const std::string path = path_or_complaint(id);
     const std::lock_guard lock(m_locator.m_mutex);
     m_locator.m_calls.push_back("add " + path + " as " + orb_name);
+    if (!PoaLocator::path_of(DOMAIN, id)) throw CORBA::BAD_PARAM(0x515A0C06, CORBA::COMPLETED_NO);
     const Refusal refusal = m_locator.m_refusals[path];
     switch (refusal) {
       case Refusal::NONE:
