@@ -13,7 +13,7 @@ namespace QZ_Binding {
 namespace {
 
 constexpr int READS_PER_TURN = 4;
-constexpr std::size_t KEPT_CAPACITY = 64 * 1024;
+constexpr std::size_t KEPT_CAPACITY = std::size_t{64} * 1024;
 
 void clear_octets(std::vector<unsigned char>& octets) {
   if (octets.capacity() > KEPT_CAPACITY) octets = {};

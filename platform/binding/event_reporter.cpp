@@ -12,7 +12,7 @@ void EventReporter::report(const FrontDoorMsg& message, const std::vector<std::s
     values.length(static_cast<CORBA::ULong>(params.size()));
     for (CORBA::ULong i = 0; i < values.length(); ++i) values[i] <<= params[i].c_str();
     m_log->log_event(FRONT_DOOR_SUBSYSTEM, message.id, message.priority, message.text, values);
-  } catch (...) {
+  } catch (...) {  // NOLINT(bugprone-empty-catch)
     // Clients are served whether or not the log can be written.
   }
 }

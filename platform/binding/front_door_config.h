@@ -37,16 +37,16 @@ struct FrontDoorConfig {
   std::size_t max_connections_per_address = 5'000;
 
   // A longer request header: MessageError, and the connection is closed.
-  std::size_t max_header_size = 64 * 1024;
+  std::size_t max_header_size = std::size_t{64} * 1024;
   // A longer object key: IMP_LIMIT.
-  std::size_t max_key_size = 16 * 1024;
+  std::size_t max_key_size = std::size_t{16} * 1024;
 
   // A connection with that many unanswered requests is not read until one is answered.
   std::size_t max_requests_per_connection = 1'000;
   // Requests of one connection of which some fragments are still to come. More: MessageError, closed.
   std::size_t max_incomplete_requests = 32;
   // A connection whose peer leaves that many octets of replies unread is not read until they are gone.
-  std::size_t max_output_size = 1024 * 1024;
+  std::size_t max_output_size = std::size_t{1024} * 1024;
 
   // A connection without any request is closed after that time; 0: never.
   std::chrono::milliseconds idle_time = std::chrono::minutes(10);

@@ -9,7 +9,7 @@ namespace QZ_Binding {
 
 namespace {
 
-constexpr std::size_t READ_SIZE = 64 * 1024;
+constexpr std::size_t READ_SIZE = std::size_t{64} * 1024;
 constexpr std::size_t KEPT_RECORDS = 1024;
 
 thread_local IoThread* current_thread = nullptr;

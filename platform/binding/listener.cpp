@@ -30,7 +30,7 @@ std::vector<tcp::endpoint> resolve(const ListenerConfig& config, asio::io_contex
 // Clients that come over IPv4 to an IPv6 socket count as what they are.
 asio::ip::address peer_address(const tcp::socket& socket) {
   std::error_code ignored;
-  const auto address = socket.remote_endpoint(ignored).address();
+  auto address = socket.remote_endpoint(ignored).address();
   if (address.is_v6() && address.to_v6().is_v4_mapped()) {
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
   }
