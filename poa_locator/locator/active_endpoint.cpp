@@ -274,7 +274,21 @@ void ActiveEndpoint::write_mirror(QZ_POA_PersistentServer::EndpointDynamicState_
   }
 }
 
+void ActiveEndpoint::destroy_persistent_data(POALocatorImpl& locator,
+                                             const QZ_Vector<ActiveEndpoint>& endpoints) noexcept {
+  if (endpoints.empty()) return;
+  try {
+    QZ_Vector<CORBA::OctetSeq> ids;
+    for (const ActiveEndpoint& endpoint : endpoints) ids.push_back(endpoint.id());
+    const QZ_Vector<bool> removed = ActiveEndpointMirror::destroy_all(locator, ids);
+    for (std::size_t i = 0; i < removed.size(); ++i) endpoints[i].m_rep->mirror_removed = removed[i];
+  } catch (...) {
+    // Nothing has been removed; each endpoint tries for itself and reports what happens.
+  }
+}
+
 void ActiveEndpoint::destroy_persistent_data() {
+  if (m_rep->mirror_removed.exchange(false)) return;
   QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();
   const char* name = m_rep->full_name.c_str();
   try {

@@ -15,6 +15,7 @@
 #include <qz_ior.hh>
 
 #include "platform/base/qz_handle.h"
+#include "platform/base/qz_vector.h"
 #include "poa_locator/idl/poa_locator_store.h"
 #include "poa_locator/imr/endpoint.h"
 
@@ -100,6 +101,9 @@ class ActiveEndpoint {
   void update_persis_data();
   // Removes the mirror; failures are reported.
   void destroy_persistent_data();
+  // Removes the mirrors of endpoints that are about to be destroyed, all at once: a commit takes its time, and an ORB
+  // may have thousands. What fails is left to destroy_persistent_data.
+  static void destroy_persistent_data(POALocatorImpl& locator, const QZ_Vector<ActiveEndpoint>& endpoints) noexcept;
 
  private:
   void join_orb(bool running);

@@ -50,3 +50,18 @@ void ActiveEndpointMirror::update(QZ_POA_PersistentServer::EndpointDynamicState_
 void ActiveEndpointMirror::destroy() {
   with_home(m_locator, [&](ActiveEndpointHome& home) { home.find_by_id(m_id)->destroy_object(); });
 }
+
+QZ_Vector<bool> ActiveEndpointMirror::destroy_all(POALocatorImpl& locator, const QZ_Vector<CORBA::OctetSeq>& ids) {
+  return with_home(locator, [&](ActiveEndpointHome& home) {
+    QZ_Vector<bool> found;
+    for (const CORBA::OctetSeq& id : ids) {
+      try {
+        home.find_by_id(id)->destroy_object();
+        found.push_back(true);
+      } catch (const CosPersistentState::NotFound&) {
+        found.push_back(false);
+      }
+    }
+    return found;
+  });
+}

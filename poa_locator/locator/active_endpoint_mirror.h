@@ -4,6 +4,8 @@
 
 #include <poa_persistent_server.hh>
 
+#include "platform/base/qz_vector.h"
+
 class POALocatorImpl;
 
 class ActiveEndpointMirror {
@@ -17,6 +19,9 @@ class ActiveEndpointMirror {
   void update(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state, CORBA::Object_ptr prototype);
   // CosPersistentState::NotFound when there is no record.
   void destroy();
+
+  // Removes the records of all ids in one transaction; says for each whether there was one.
+  static QZ_Vector<bool> destroy_all(POALocatorImpl& locator, const QZ_Vector<CORBA::OctetSeq>& ids);
 
  private:
   POALocatorImpl& m_locator;

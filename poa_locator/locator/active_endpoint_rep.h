@@ -3,6 +3,8 @@
 
 #include <qz_binding.hh>
 
+#include <atomic>
+
 #include "platform/base/qz_body.h"
 #include "platform/base/qz_mutex.h"
 #include "platform/base/qz_string.h"
@@ -27,6 +29,8 @@ struct ActiveEndpointRep : public QZ_Body {
   RefCountHandle<POAActiveORBImpl> active_orb;
   Endpoint imr_entry;
   EndpointRequests requests;
+  // The mirror has been removed together with others', and its owner need not do so.
+  std::atomic<bool> mirror_removed{false};
 
   // Serialises changes of the endpoint: registration, destruction, activation. Held while the store is written; no
   // request takes it.

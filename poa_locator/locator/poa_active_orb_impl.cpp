@@ -204,6 +204,16 @@ CORBA::Boolean POAActiveORBImpl::registered() {
                      [](const auto& entry) { return entry.value.is_dynamic_state_set(); });
 }
 
+CORBA::Boolean POAActiveORBImpl::activator_held() {
+  QZ_RecursiveMutexLock lock(m_mutex);
+  return !CORBA::is_nil(m_endpoint_activator);
+}
+
+CORBA::ULong POAActiveORBImpl::number_of_poas() {
+  QZ_RecursiveMutexLock lock(m_mutex);
+  return static_cast<CORBA::ULong>(m_endpoints.size());
+}
+
 void POAActiveORBImpl::destroy() {
   const GatePass pass(m_gate);
   if (pass) impl_destroy();
@@ -225,7 +235,9 @@ void POAActiveORBImpl::impl_destroy() {
     }
   };
   step([this]() NO_THREAD_SAFETY_ANALYSIS { leave_process(); });
-  for (ActiveEndpoint& endpoint : impl_endpoints()) step([&endpoint] { endpoint.destroy(); });
+  QZ_Vector<ActiveEndpoint> endpoints = impl_endpoints();
+  ActiveEndpoint::destroy_persistent_data(m_locator, endpoints);
+  for (ActiveEndpoint& endpoint : endpoints) step([&endpoint] { endpoint.destroy(); });
   try {
     m_locator.impl_poa_active_orb_registry().remove(*this);
   } catch (...) {

@@ -28,7 +28,7 @@
 
 class POALocatorImpl;
 
-class POAActiveORBImpl : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CORBA::RefCountedLocalObject {
+class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public QZ_CORBA::RefCountedLocalObject {
  public:
   // Each but the last writes the mirror. INTERNAL 0x515A0C04 when the host's process record cannot be joined; nothing
   // is left behind when one raises.
@@ -41,7 +41,7 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ActiveORB, public QZ
   // From the mirror.
   POAActiveORBImpl(POALocatorImpl& locator, QZ_PoaLocatorStore::PoaActiveOrbDataRef& data);
 
-  // QZ_LocatorInternal::ActiveORB
+  // QZ_LocatorInternal::ReportingORB
   char* name() override;
   QZ_LocationCommon::ORBInfo* orb_info() override;
   QZ_LocatorInternal::ActiveProcess_ptr process() override;
@@ -52,6 +52,8 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ActiveORB, public QZ
   CORBA::Boolean probe() override;
   CORBA::Boolean registered() override;
   void destroy() override;
+  CORBA::Boolean activator_held() override;
+  CORBA::ULong number_of_poas() override;
   CORBA::ORB_ptr _qz_get_orb() override;
 
   const char* impl_name() const { return m_name.c_str(); }

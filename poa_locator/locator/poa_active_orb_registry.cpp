@@ -96,10 +96,11 @@ QZ_Vector<POAActiveORBRegistry::Handle> POAActiveORBRegistry::own_records(
 void POAActiveORBRegistry::remove(POAActiveORBImpl& orb) {
   QZ_MutexLock lock(m_mutex);
   const ActiveORB_var entry = m_host_registry->find(orb.impl_name());
-  const bool present = dynamic_cast<POAActiveORBImpl*>(entry.in()) == &orb;
+  const auto* own = dynamic_cast<POAActiveORBImpl*>(entry.in());
+  const bool present = own == &orb;
   if (present) m_host_registry->remove(orb.impl_name());
-  // The mirror of another record with this name is that record's.
-  if (present || CORBA::is_nil(entry)) orb.impl_destroy_persistent_data();
+  // The mirror of another record of the plug-in with this name is that record's.
+  if (present || !own) orb.impl_destroy_persistent_data();
   if (!present) throw CORBA::OBJECT_NOT_EXIST(MINOR_NO_ACTIVE_ORB, CORBA::COMPLETED_NO);
 }
 
