@@ -101,6 +101,12 @@ bool HomeContext::remove(long long seq, std::size_t member, const std::string& i
   return true;
 }
 
+long long HomeContext::number_of_records() {
+  long long number = 0;
+  m_unit->execute(m_table.count, {}, [&](const Fields& row) { number = row.front().number; });
+  return number;
+}
+
 std::vector<long long> HomeContext::page(long long after) {
   std::vector<long long> result;
   m_unit->execute(m_table.page, {number_field(after)}, [&](const Fields& row) { result.push_back(row[0].number); });

@@ -45,6 +45,7 @@ class HomeContext : public std::enable_shared_from_this<HomeContext> {
   void replace_list(long long seq, std::size_t member, const std::vector<std::string>& items);
   void append(long long seq, std::size_t member, const std::string& item);
   bool remove(long long seq, std::size_t member, const std::string& item);
+  long long number_of_records();
   // The sequence numbers that follow, in order; empty at the end.
   std::vector<long long> page(long long after);
 

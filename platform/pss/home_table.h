@@ -43,6 +43,7 @@ class HomeTable {
   Sql find;                   // key -> row
   Sql load;                   // seq -> row
   Sql page;                   // seq -> seq of the following records
+  Sql count;                  // -> number of records
   Sql insert;                 // members -> seq; no row when the key is taken
   Sql destroy;                // seq
   std::vector<Sql> update;    // by member: value, seq

@@ -5,7 +5,8 @@
 
 namespace QZ_PSS {
 
-ResultSet::ResultSet(std::shared_ptr<HomeContext> context) : m_context(std::move(context)) {}
+ResultSet::ResultSet(std::shared_ptr<HomeContext> context, long long after)
+    : m_context(std::move(context)), m_last(after) {}
 ResultSet::~ResultSet() = default;
 
 bool ResultSet::next() {

@@ -20,7 +20,8 @@ class HomeContext;
 // Used by the session's thread, while its association lasts (BAD_INV_ORDER afterwards).
 class ResultSet {
  public:
-  explicit ResultSet(std::shared_ptr<HomeContext> context);
+  // after: begins behind the record with that sequence number, whether it is still there or not.
+  explicit ResultSet(std::shared_ptr<HomeContext> context, long long after = 0);
   ~ResultSet();
   ResultSet(const ResultSet&) = delete;
   ResultSet& operator=(const ResultSet&) = delete;

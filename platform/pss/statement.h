@@ -20,6 +20,9 @@ class Statement {
   // text: "select ref(h) from <home type id> h", single spaces. Any other text: BAD_PARAM with MINOR_BAD_QUERY.
   // CosPersistentState::NotFound when no such home is registered. Reads nothing yet.
   std::unique_ptr<ResultSet> execute(const std::string& text);
+  // The same, beginning behind the record of which a row has given that pid, whether it is still there or not. Empty:
+  // from the beginning. BAD_PARAM with MINOR_BAD_REFERENCE when no row can have given it.
+  std::unique_ptr<ResultSet> execute(const std::string& text, const std::string& after_pid);
 
  private:
   Session& m_session;

@@ -11,6 +11,10 @@ const QZ_PSS::StorageType& StorageHomeBase::storage_type() const {
   return m_context->table().type;
 }
 
+unsigned long long StorageHomeBase::number_of_records() const {
+  return static_cast<unsigned long long>(m_context->number_of_records());
+}
+
 QZ_Handle<StorageObject> StorageHomeBase::find_object(const std::string& key) const {
   QZ_Handle<StorageObject> object = m_context->find(key);
   if (object.is_null()) throw NotFound();

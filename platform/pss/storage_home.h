@@ -32,6 +32,7 @@ class StorageHomeBase : public QZ_Body {
   const char* home_type_id() const;
   // That of the records, as the home was registered.
   const QZ_PSS::StorageType& storage_type() const;
+  unsigned long long number_of_records() const;
 
  protected:
   StorageHomeBase() = default;

@@ -2,6 +2,8 @@
 
 #include "poa_locator/imr/endpoint_id_utils.h"
 #include "poa_locator/imr/endpoint_registry.h"
+#include "poa_locator/imr/repository_import.h"
+#include "poa_locator/imr/repository_pages.h"
 #include "poa_locator/plugin/poa_locator_impl.h"
 #include "poa_locator/servants/ext_poa_impl.h"
 #include "poa_locator/servants/ext_poa_registry_impl.h"
@@ -54,6 +56,24 @@ void POAIMRImpl::process_pre_destroy(QZ_IMRInternal::Process_ptr, QZ_LocationCom
 
 void POAIMRImpl::destroy() {
   throw CORBA::NO_IMPLEMENT(MINOR_NO_DESTROY, CORBA::COMPLETED_NO);
+}
+
+CORBA::ULongLong POAIMRImpl::number_of_entries() {
+  return repository_size(*m_endpoint_registry);
+}
+
+QZ_IMRAdmin::POAEntryList* POAIMRImpl::list(const char* from, CORBA::ULong how_many, CORBA::String_out next) {
+  return repository_page(*m_endpoint_registry, from, how_many, next);
+}
+
+QZ_IMRInternal::ImportCounts POAIMRImpl::check(QZ_IMRInternal::POAEntrySource_ptr entries, QZ_IMRAdmin::ImportMode mode,
+                                               QZ_IMRInternal::ImportListener_ptr listener) {
+  return RepositoryImport(*m_endpoint_registry, mode, listener).run(entries, false);
+}
+
+QZ_IMRInternal::ImportCounts POAIMRImpl::write(QZ_IMRInternal::POAEntrySource_ptr entries, QZ_IMRAdmin::ImportMode mode,
+                                               QZ_IMRInternal::ImportListener_ptr listener) {
+  return RepositoryImport(*m_endpoint_registry, mode, listener).run(entries, true);
 }
 
 PortableServer::POA_ptr POAIMRImpl::impl_endpoint_poa_nc() {

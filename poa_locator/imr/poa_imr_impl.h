@@ -19,7 +19,7 @@ class ExternalPOAImpl;
 class ExternalPOARegistryImpl;
 class POALocatorImpl;
 
-class POAIMRImpl : public virtual QZ_IMRInternal::OAIMR, public QZ_CORBA::RefCountedLocalObject {
+class POAIMRImpl : public virtual QZ_IMRInternal::POARepository, public QZ_CORBA::RefCountedLocalObject {
  public:
   // registry: duplicated; nil: not registered anywhere. Raises what made a part of it fail.
   POAIMRImpl(POALocatorImpl& locator, QZ_IMRInternal::OAIMRRegistry_ptr registry);
@@ -34,6 +34,14 @@ class POAIMRImpl : public virtual QZ_IMRInternal::OAIMR, public QZ_CORBA::RefCou
   void process_pre_destroy(QZ_IMRInternal::Process_ptr process, QZ_LocationCommon::DestroyType type) override;
   // NO_IMPLEMENT 0x515A0C00.
   void destroy() override;
+
+  // QZ_IMRInternal::POARepository
+  CORBA::ULongLong number_of_entries() override;
+  QZ_IMRAdmin::POAEntryList* list(const char* from, CORBA::ULong how_many, CORBA::String_out next) override;
+  QZ_IMRInternal::ImportCounts check(QZ_IMRInternal::POAEntrySource_ptr entries, QZ_IMRAdmin::ImportMode mode,
+                                     QZ_IMRInternal::ImportListener_ptr listener) override;
+  QZ_IMRInternal::ImportCounts write(QZ_IMRInternal::POAEntrySource_ptr entries, QZ_IMRAdmin::ImportMode mode,
+                                     QZ_IMRInternal::ImportListener_ptr listener) override;
 
   EndpointRegistry& impl_endpoint_registry() { return *m_endpoint_registry; }
   // Not duplicated.
