@@ -237,7 +237,8 @@ TEST(Configuration, LoadsAFileAndSaysWhyItCannot) {
 TEST(Configuration, IsDocumentedKeyByKey) {
   const auto page = support::read_file(std::string(POALOCATOR_SOURCE_DIR) + "/docs/configuration.md");
   ASSERT_FALSE(page.empty());
-  for (const auto& [key, value] : parse("")->flat_values()) {
+  const auto configuration = parse("");
+  for (const auto& [key, value] : configuration->flat_values()) {
     const auto name = key.substr(key.rfind(':') + 1);
     EXPECT_THAT(page, HasSubstr("| `" + name + "` |")) << key;
   }

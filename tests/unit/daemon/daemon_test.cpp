@@ -9,12 +9,16 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <deque>
 #include <functional>
+#include <future>
+#include <qz_locator_admin.hh>
 #include <thread>
 
 #include "daemon/command_line.h"
 #include "daemon/unique_fd.h"
 #include "tests/support/files.h"
+#include "tests/support/loopback.h"
 #include "tests/unit/daemon/host_fixture.h"
 
 namespace {
@@ -39,8 +43,9 @@ class DaemonTest : public HostFixture {
     SignalWatch signals;
     std::atomic<bool> ended{false};
     std::thread supervisor([&] {
-      if (!support::wait_until([&] { return ended || !events(DAEMON_READY_EVENT).empty(); }) || ended) return;
-      when_ready();
+      const bool ready = support::wait_until([&] { return ended || !events(DAEMON_READY_EVENT).empty(); });
+      if (ended) return;
+      if (ready) when_ready();
       kill(getpid(), SIGTERM);
     });
     testing::internal::CaptureStderr();
@@ -143,9 +148,10 @@ TEST_F(DaemonTest, SaysWhatToDoAboutAStoreThatCannotBeOpened) {
 }
 
 TEST_F(DaemonTest, SaysWhatToDoAboutALogThatCannotBeWritten) {
-  m_config.set_text("event_log", "file", m_dir.file("missing/events.log"));
+  support::write_file(m_dir.file("text"), "no folder");
+  m_config.set_text("event_log", "file", m_dir.file("text/events.log"));
   EXPECT_EQ(run(), EXIT_START_FAILED);
-  EXPECT_THAT(m_said, testing::AllOf(HasSubstr("missing/events.log"), HasSubstr("set event_log.file")));
+  EXPECT_THAT(m_said, testing::AllOf(HasSubstr("text/events.log"), HasSubstr("set event_log.file")));
 }
 
 TEST_F(DaemonTest, RefusesAnOrbWithoutItsProcessAsAMistakeOfTheConfiguration) {
@@ -160,6 +166,16 @@ TEST_F(DaemonTest, StartsAgainAfterItStopped) {
     support::write_file(m_dir.file("events.jsonl"), "");
   }
 }
+
+// Some object of the daemon's own that servers call.
+class Servant : public POA_QZ_LocatorAdmin::ActiveProcessRegistry {
+ public:
+  QZ_LocatorAdmin::ActiveProcess_ptr find(const char*) override { return QZ_LocatorAdmin::ActiveProcess::_nil(); }
+  QZ_LocatorAdmin::ActiveProcessInfoList* list(const char*, CORBA::ULong, CORBA::String_out next) override {
+    next = CORBA::string_dup("");
+    return new QZ_LocatorAdmin::ActiveProcessInfoList;
+  }
+};
 
 class FrontDoorTest : public HostFixture {
  protected:
@@ -179,12 +195,14 @@ TEST_F(FrontDoorTest, LeadsToWhatTheLocatorMadeKnown) {
   open(Host::Listen::YES);
   const CORBA::Object_var poa = host().orb_nc()->resolve_initial_references("RootPOA");
   const PortableServer::POA_var root = PortableServer::POA::_narrow(poa);
-  const CORBA::Object_var target = root->create_reference("IDL:test/Target:1.0");
+  Servant servant;
+  const PortableServer::ObjectId_var id = root->activate_object(&servant);
+  const CORBA::Object_var target = root->id_to_reference(id);
   host().locator().make_known("Target", target, QZ_LocatorInternal::ROLE_SERVER);
   host().start();
   const CORBA::Object_var object = host().orb_nc()->string_to_object(locator("Target").c_str());
-  // Forwarded to the POA, which has no servant for it.
-  EXPECT_THROW(object->_is_a("IDL:x:1.0"), CORBA::OBJ_ADAPTER);
+  EXPECT_TRUE(object->_is_a("IDL:QZ_LocatorAdmin/ActiveProcessRegistry:1.0"));
+  close();  // before the servant goes
 }
 
 TEST_F(HostFixture, ResolvesTheInitialReferencesOfPlugins) {
@@ -194,6 +212,56 @@ TEST_F(HostFixture, ResolvesTheInitialReferencesOfPlugins) {
     const CORBA::Object_var object = host().orb_nc()->resolve_initial_references(name);
     EXPECT_FALSE(CORBA::is_nil(object)) << name;
   }
+}
+
+class EarlyCallTest : public HostFixture {
+ protected:
+  EarlyCallTest() { m_config.set_text("orb_endpoint", "listen", support::own_address(0) + ":2810"); }
+
+  // As a plug-in does it: a persistent POA with an object under a fixed id.
+  std::string make_object() {
+    const auto parent = host().parent_poa_nc();
+    CORBA::PolicyList policies;
+    policies.length(2);
+    policies[0] = parent->create_lifespan_policy(PortableServer::PERSISTENT);
+    policies[1] = parent->create_id_assignment_policy(PortableServer::USER_ID);
+    const PortableServer::POAManager_var manager = parent->the_POAManager();
+    const PortableServer::POA_var poa = parent->create_POA("plugin", manager, policies);
+    const PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId("object");
+    poa->activate_object_with_id(id, &m_servants.emplace_back());
+    const CORBA::Object_var object = poa->id_to_reference(id);
+    const CORBA::String_var text = host().orb_nc()->object_to_string(object);
+    return text.in();
+  }
+  ~EarlyCallTest() override { close(); }  // before the servants go
+
+  std::deque<Servant> m_servants;
+};
+
+TEST_F(EarlyCallTest, IsToldToTryAgainAtTheEndOfTheStart) {
+  open();
+  const auto reference = make_object();
+  close();
+  open();
+  const CORBA::Object_var object = host().orb_nc()->string_to_object(reference.c_str());
+  auto answer = std::async(std::launch::async, [&] { return object->_non_existent(); });
+  EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  make_object();
+  host().start();
+  EXPECT_THROW(answer.get(), CORBA::TRANSIENT);
+  EXPECT_FALSE(object->_non_existent());
+}
+
+TEST_F(EarlyCallTest, EndsWithAStartThatFails) {
+  open();
+  const auto reference = make_object();
+  close();
+  open();
+  const CORBA::Object_var object = host().orb_nc()->string_to_object(reference.c_str());
+  auto answer = std::async(std::launch::async, [&] { return object->_non_existent(); });
+  EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  host().stop();
+  EXPECT_THROW(answer.get(), CORBA::TRANSIENT);
 }
 
 }  // namespace
