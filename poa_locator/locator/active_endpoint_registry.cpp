@@ -36,12 +36,18 @@ ActiveEndpoint ActiveEndpointRegistry::create(POALocatorImpl& locator, const COR
     endpoint = ActiveEndpoint(locator, id);
     put_in_place(endpoint);
   }
+  // Nobody would activate the record later, so whoever waited for it would wait for ever.
+  const auto give_up = [&endpoint](const CORBA::SystemException& outcome) {
+    endpoint.clear_pending_requests(outcome);
+    if (!endpoint.has_ended()) endpoint.destroy_unless_running(outcome);
+  };
   try {
     endpoint.activate();
   } catch (const CORBA::SystemException& ex) {
-    // Nobody would activate the record later, so whoever waits for it would wait for ever.
-    endpoint.clear_pending_requests(ex);
-    if (!endpoint.has_ended()) endpoint.destroy_unless_running(ex);
+    give_up(ex);
+    throw;
+  } catch (...) {
+    give_up(CORBA::UNKNOWN(MINOR_LOCATOR_UNKNOWN, CORBA::COMPLETED_NO));
     throw;
   }
   return endpoint;

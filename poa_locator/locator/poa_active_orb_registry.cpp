@@ -20,9 +20,13 @@ POAActiveORBRegistry::POAActiveORBRegistry(POALocatorImpl& locator,
 }
 
 POAActiveORBRegistry::~POAActiveORBRegistry() {
-  for (const Handle& orb : list()) {
-    orb->impl_detach();
-    m_host_registry->remove(orb->impl_name());
+  try {
+    for (const Handle& orb : list()) {
+      orb->impl_detach();
+      m_host_registry->remove(orb->impl_name());
+    }
+  } catch (const CORBA::Exception&) {
+    // The host has given them up itself.
   }
 }
 
