@@ -247,10 +247,7 @@ void Connection::close() {
   for (auto& [prefix, lane] : std::exchange(m_lanes, {})) {
     for (RequestRecord* record : lane) drop_request(*record);
   }
-  while (RequestRecord* record = m_requests.first()) {
-    m_requests.remove(*record);
-    m_thread.orphans().add(*record);
-  }
+  while (RequestRecord* record = m_requests.take()) m_thread.orphans().add(*record);
   m_thread.remove(*this);
 }
 

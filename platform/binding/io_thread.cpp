@@ -34,10 +34,7 @@ IoThread::IoThread(FrontDoorContext& context, WorkerPool& workers)
 
 IoThread::~IoThread() {
   take_mail();
-  while (RequestRecord* record = m_orphans.first()) {
-    m_orphans.remove(*record);
-    delete record;
-  }
+  while (RequestRecord* record = m_orphans.take()) delete record;
   for (RequestRecord* record : m_free) delete record;
 }
 

@@ -14,9 +14,6 @@ class RequestList {
   RequestList& operator=(const RequestList&) = delete;
 
   std::size_t size() const { return m_size; }
-  // Null when the list is empty.
-  RequestRecord* first() const { return m_first; }
-
   void add(RequestRecord& record) {
     record.links.list = this;
     record.links.previous = nullptr;
@@ -24,6 +21,17 @@ class RequestList {
     if (m_first) m_first->links.previous = &record;
     m_first = &record;
     ++m_size;
+  }
+
+  // Removes some record; null when the list is empty.
+  RequestRecord* take() {
+    RequestRecord* record = m_first;
+    if (!record) return nullptr;
+    m_first = record->links.next;
+    if (m_first) m_first->links.previous = nullptr;
+    record->links.list = nullptr;
+    --m_size;
+    return record;
   }
 
   // The record must be in this list.

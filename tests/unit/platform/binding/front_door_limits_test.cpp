@@ -229,7 +229,7 @@ TEST_F(FrontDoorLimits, SlowReaderIsNotReadFromUntilItHasTakenItsReplies) {
 
 TEST_F(FrontDoorLimits, ReaderThatTakesNothingIsCutOff) {
   config.max_output_size = 64 * 1024;
-  config.message_time = 200ms;
+  config.message_time = 1s;
   auto binding = forward_all();
   start();
   Client client(port(), 4096);
@@ -246,7 +246,7 @@ TEST_F(FrontDoorLimits, ReaderThatTakesNothingIsCutOff) {
 }
 
 TEST_F(FrontDoorLimits, IdleConnectionIsClosedWithCloseConnection) {
-  config.idle_time = 100ms;
+  config.idle_time = 500ms;
   start();
   Client client(port());
   expect_served(client);
@@ -328,8 +328,12 @@ TEST_F(FrontDoorLimits, AcceptingGoesOnAfterDescriptorsRanOut) {
     ASSERT_EQ(::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ASSERT_TRUE(eventually([&] { return counters().accept_failures > 0; }));
     expect_served(before);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto failures = counters().accept_failures.load();
     std::this_thread::sleep_for(300ms);
-    EXPECT_LE(counters().accept_failures, 6u) << "it tries without pause";
+    const auto tenths = (std::chrono::steady_clock::now() - begin) / 100ms;
+    EXPECT_LE(counters().accept_failures - failures, static_cast<std::uint64_t>(tenths) + 1)
+        << "it tries without pause";
     EXPECT_EQ(counters().connections_open, 2u);
   }
   expect_logged(QZ_Binding::ACCEPT_FAILED_MSG);
