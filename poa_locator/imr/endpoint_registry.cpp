@@ -10,7 +10,6 @@
 #include "platform/pss/tx_session_association.h"
 #include "poa_locator/idl/home_configuration.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
-#include "poa_locator/imr/poa_imr_impl.h"
 #include "poa_locator/plugin/poa_locator_impl.h"
 
 using QZ_PoaImrStore::NamespaceData;
@@ -139,10 +138,6 @@ void EndpointRegistry::orb_destroyed(const char* orb_name) {
       Endpoint::impl_destroy(*this, id, namespace_home);
     }
   });
-}
-
-PortableServer::POA_ptr EndpointRegistry::endpoint_poa_nc() const {
-  return m_locator.impl_poa_imr().impl_endpoint_poa_nc();
 }
 
 NamespaceHome& EndpointRegistry::home(QZ_PSS::TxSessionAssociation& association) const {

@@ -48,7 +48,9 @@ class EndpointRegistry {
   QZ_Logging::EventLog_ptr event_log_nc() const { return m_event_log; }
   QZ_PSS::SessionManager_ptr session_manager_nc() const { return m_session_manager; }
   CosTransactions::Current_ptr tx_current_nc() const { return m_tx_current; }
-  PortableServer::POA_ptr endpoint_poa_nc() const;
+  PortableServer::POA_ptr endpoint_poa_nc() const { return m_endpoint_poa; }
+  // The POA in which entries have their administration objects. Once, before anybody else knows the registry.
+  void serve_entries_in(PortableServer::POA_ptr poa) { m_endpoint_poa = PortableServer::POA::_duplicate(poa); }
   // The core.
   POALocatorImpl& locator() const { return m_locator; }
 
@@ -66,6 +68,7 @@ class EndpointRegistry {
   // a thread that has written in a transaction of its own must not wait for it.
   QZ_RecursiveMutex m_mutex;
   const QZ_Logging::EventLog_var m_event_log;
+  PortableServer::POA_var m_endpoint_poa;
   const QZ_PSS::SessionManager_var m_session_manager;
   const CosTransactions::Current_var m_tx_current;
   const QZ_String m_home_type_id;

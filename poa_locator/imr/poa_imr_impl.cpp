@@ -20,6 +20,7 @@ POAIMRImpl::POAIMRImpl(POALocatorImpl& locator, QZ_IMRInternal::OAIMRRegistry_pt
       m_endpoint_registry(std::make_unique<EndpointRegistry>(locator)),
       m_ext_poa_registry(new ExternalPOARegistryImpl(locator, locator.impl_poa_nc(), *m_endpoint_registry)),
       m_ext_poa(new ExternalPOAImpl(locator.impl_poa_nc(), *m_endpoint_registry)) {
+  m_endpoint_registry->serve_entries_in(impl_endpoint_poa_nc());
   if (!CORBA::is_nil(m_registry)) m_registry->register_imr(m_name.c_str(), this);
 }
 

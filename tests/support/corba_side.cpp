@@ -55,7 +55,8 @@ CORBA::ORB_ptr corba_orb() {
   const char* options[][2] = {{"endPoint", endpoint.c_str()}, {nullptr, nullptr}};
   int argc = 0;
   orb = CORBA::ORB_init(argc, nullptr, "", options);
-  root_poa()->the_POAManager()->activate();
+  const PortableServer::POAManager_var manager = root_poa()->the_POAManager();
+  manager->activate();
   return orb;
 }
 

@@ -175,7 +175,7 @@ TEST_F(ImrTest, KeepsWhatWasConfiguredOrAddedBefore) {
   m_config.add_process({"bank", {"/bin/bank", "-x"}, {{"environment", "{ A = \"b=c\" }"}, {"stop_grace", "1.25"}}});
   m_config.add_orb("bank", "bank");
   open();
-  host().imr().orbs().add("added");
+  CORBA::release(host().imr().orbs().add("added"));
   close();
   m_config = initial_config();
   open();
@@ -191,7 +191,7 @@ TEST_F(ImrTest, KeepsWhatWasConfiguredOrAddedBefore) {
 TEST_F(ImrTest, ConfigurationWinsOverTheStoredEntry) {
   m_config.add_process({"bank", {"/bin/old"}, {}});
   open();
-  host().imr().orbs().add("teller");
+  CORBA::release(host().imr().orbs().add("teller"));
   close();
   m_config.clear_processes();
   m_config.add_process({"bank", {"/bin/new"}, {}});
@@ -227,7 +227,7 @@ TEST_F(ImrTest, AddsOrbsWithinTheCallersTransaction) {
   open();
   {
     QZ_PSS::TransactionGuard guard(host().tx_current_nc());
-    host().imr().orbs().add("added");
+    CORBA::release(host().imr().orbs().add("added"));
     guard.commit();
   }
   close();
@@ -286,7 +286,7 @@ TEST_F(DestroyOrbTest, AsksEveryRepositoryFirstAndForgetsTheOrb) {
 
 TEST_F(DestroyOrbTest, IsGoneFromTheStoreToo) {
   open();
-  host().imr().orbs().add("added");
+  CORBA::release(host().imr().orbs().add("added"));
   host().destroy_orb("added", QZ_LocationCommon::DESTROY_NORMAL);
   close();
   open();
