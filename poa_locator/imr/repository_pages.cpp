@@ -43,25 +43,26 @@ QZ_IMRAdmin::POAEntryList* repository_page(EndpointRegistry& registry, const cha
                                            CORBA::String_out next) {
   const CORBA::ULong most = std::clamp<CORBA::ULong>(how_many, 1, MAX_ENTRIES);
   auto page = std::make_unique<QZ_IMRAdmin::POAEntryList>(most);
-  next = CORBA::string_dup(from);
+  CORBA::String_var last = CORBA::string_dup(from);
   QZ_PSS::TxSessionAssociation association(registry.session_manager_nc(), QZ_PSS::READ_ONLY);
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(registry.home_type_id()), from);
   std::size_t size = 0;
   while (page->length() < most && size < MAX_SIZE) {
     if (!rows->next()) {
-      next = CORBA::string_dup("");
+      last = CORBA::string_dup("");
       break;
     }
     const CORBA::Any_var row = rows->value(1);
     const QZ_PSS::StorageObjectReference* reference = nullptr;
-    if (row.in() >>= reference) next = reference->pid;
+    if (row.in() >>= reference) last = CORBA::string_dup(reference->pid);
     const auto data = QZ_PoaImrStore::NamespaceDataRef::from_any(row.in(), association);
     QZ_IMRAdmin::POAEntry entry;
     if (!read_entry(data, entry, size)) continue;
     page->length(page->length() + 1);
     (*page)[page->length() - 1] = entry;
   }
+  next = last._retn();
   return page.release();
 }
 

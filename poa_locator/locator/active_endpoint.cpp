@@ -63,12 +63,14 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
     m_rep->imr_entry = repository.on_demand_create(id, orb_name);
   }
   m_rep->orb_name = orb_name;
+  bool mirrored = false;
   try {
     join_orb(true);
+    mirrored = true;
     create_mirror();
     install_interceptor();
   } catch (...) {
-    undo_construction(true);
+    undo_construction(mirrored);
     throw;
   }
 }
@@ -79,8 +81,10 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
   if (m_rep->imr_entry.is_null() || !m_rep->imr_entry.persistent())
     throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
   m_rep->orb_name = m_rep->imr_entry.orb_name();
+  bool mirrored = false;
   try {
     if (!m_rep->orb_name.empty()) join_orb(false);
+    mirrored = true;
     create_mirror();
     try {
       install_interceptor();
@@ -90,7 +94,7 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
       throw;
     }
   } catch (...) {
-    undo_construction(true);
+    undo_construction(mirrored);
     throw;
   }
 }
@@ -327,17 +331,21 @@ bool ActiveEndpoint::end_with_orb_locked(const CORBA::SystemException& outcome, 
   if (unless_running && m_rep->requests.is_running()) return false;
   QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();
   const char* name = m_rep->full_name.c_str();
-  try {
-    report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_DESTROY_MSG, {name});
-    // First of all: once the endpoint has left the table a successor may come and take the same key prefix.
-    const QZ_Binding::ServerBinding_var binding = m_rep->server_binding._retn();
-    if (!CORBA::is_nil(binding)) binding->destroy();
-    m_rep->locator.impl_active_endpoint_registry().remove(*this);
-    if (!m_rep->active_orb.is_null()) m_rep->active_orb->impl_remove_active_endpoint(*this);
-  } catch (...) {
-    report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY_FAILED, QZ_Logging::ERROR_PRIORITY,
-           ACTIVE_ENDPOINT_DESTROY_FAILED_MSG, {name});
-  }
+  // Each step is done even if one before it failed: half a record would be in everybody's way.
+  const auto step = [&](const auto& work) {
+    try {
+      work();
+    } catch (...) {
+      report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY_FAILED, QZ_Logging::ERROR_PRIORITY,
+             ACTIVE_ENDPOINT_DESTROY_FAILED_MSG, {name});
+    }
+  };
+  report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_DESTROY_MSG, {name});
+  // First of all: once the endpoint has left the table a successor may come and take the same key prefix.
+  const QZ_Binding::ServerBinding_var binding = m_rep->server_binding._retn();
+  if (!CORBA::is_nil(binding)) step([&] { binding->destroy(); });
+  step([&] { m_rep->locator.impl_active_endpoint_registry().remove(*this); });
+  if (!m_rep->active_orb.is_null()) step([&] { m_rep->active_orb->impl_remove_active_endpoint(*this); });
   m_rep->requests.end(outcome);
   return true;
 }

@@ -51,6 +51,9 @@ void EndpointActivatorThread::fail(const CORBA::SystemException& outcome) {
   for (CORBA::ULong i = 0; i < m_ids.length(); ++i) {
     ActiveEndpoint endpoint = m_locator.impl_active_endpoint_registry().find(m_ids[i]);
     if (endpoint.is_null()) continue;
+    // The ORB may have ended meanwhile, and the POA be waited for in its successor.
+    const RefCountHandle<POAActiveORBImpl> owner(endpoint.orb());
+    if (owner.get() != m_orb.get()) continue;
     endpoint.clear_pending_requests(outcome);
     // A POA that has registered although the call failed does run.
     endpoint.destroy_unless_running(outcome);

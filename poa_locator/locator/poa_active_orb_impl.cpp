@@ -182,7 +182,12 @@ CORBA::Boolean POAActiveORBImpl::probe() {
     endpoints = impl_endpoints();
   }
   const std::chrono::milliseconds limit(m_locator.impl_probe_time_limit());
-  if (!CORBA::is_nil(activator)) return answers(activator, m_locator.impl_probe_time_limit());
+  if (!CORBA::is_nil(activator)) {
+    if (answers(activator, m_locator.impl_probe_time_limit())) return true;
+    // One that has been replaced while it was asked says nothing of the server that runs now.
+    QZ_RecursiveMutexLock lock(m_mutex);
+    return m_endpoint_activator.in() != activator.in();
+  }
 
   // One endpoint that answers is enough. The limit holds for all of them together.
   const auto deadline = std::chrono::steady_clock::now() + limit;
@@ -190,7 +195,7 @@ CORBA::Boolean POAActiveORBImpl::probe() {
   for (const ActiveEndpoint& endpoint : endpoints) {
     const EndpointDynamicState_var state = endpoint.dynamic_state();
     if (CORBA::is_nil(state)) continue;
-    if (answers(state, m_locator.impl_probe_time_limit())) return true;
+    if (answers(state, m_locator.impl_probe_time_limit()) || endpoint.has_ended()) return true;
     asked = true;
     if (std::chrono::steady_clock::now() >= deadline) break;
   }

@@ -31,7 +31,7 @@ POAActiveORBRegistry::~POAActiveORBRegistry() {
 }
 
 void POAActiveORBRegistry::insert(POAActiveORBImpl* orb) {
-  QZ_MutexLock lock(m_mutex);
+  // Not under m_mutex: the host asks the record for its process, which takes the record's own mutex.
   m_host_registry->insert(orb);
 }
 

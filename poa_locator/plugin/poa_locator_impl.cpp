@@ -168,6 +168,10 @@ void POALocatorImpl::tear_down() noexcept {
   quietly([this] { close(m_ext_endpoint_activator_registry); });
   quietly([this] { close(m_ext_active_poa_registry); });
   quietly([this] { close(m_ext_active_poa); });
+  // With it the POAs of the repository's servants.
+  quietly([this] {
+    if (!CORBA::is_nil(m_poa)) m_poa->destroy(true, true);
+  });
   m_gate->close_and_wait();
 
   m_ext_poa_active_orb.reset();
@@ -178,7 +182,4 @@ void POALocatorImpl::tear_down() noexcept {
   m_poa_active_orb_registry.reset();
   m_active_endpoint_registry.reset();
   m_poa_imr.reset();
-  quietly([this] {
-    if (!CORBA::is_nil(m_poa)) m_poa->destroy(true, true);
-  });
 }

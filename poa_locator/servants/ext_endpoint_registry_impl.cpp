@@ -116,7 +116,12 @@ CORBA::Object_ptr ExternalEndpointRegistryImpl::add_locked(const Registration& r
     entry.creation_seq_nbr(number);
     creation_seq_nbr = number;
     return locator_reference._retn();
-  } catch (const CORBA::Exception&) {
+  } catch (const CORBA::OBJECT_NOT_EXIST& ex) {
+    // Without its mirror an endpoint can never be registered, so those who wait for it would wait for ever.
+    if (endpoint.has_ended()) return CORBA::Object::_nil();
+    if (undo || ex.minor() == MINOR_NO_MIRROR) endpoint.destroy();
+    throw;
+  } catch (...) {
     if (endpoint.has_ended()) return CORBA::Object::_nil();
     if (undo) endpoint.destroy();
     throw;
