@@ -31,16 +31,24 @@ CORBA::ULong FakeServer::add(const std::string& path) {
   const EndpointRegistry_var registry = resolve<EndpointRegistry>(m_locator, "EndpointRegistry");
   const CORBA::Object_var prototype = make_reference(HOST, PORT, server_key(path, ""));
   QZ_POA_PersistentServer::EndpointDynamicState_var state = new_dynamic_state();
+  CORBA::Object_var locator_reference;
   CORBA::ULong number = 0;
   try {
-    registry->add(m_orb_name.c_str(), octet_seq(id_of(path)), prototype, state, m_locator_reference.out(), number);
+    registry->add(m_orb_name.c_str(), octet_seq(id_of(path)), prototype, state, locator_reference.out(), number);
   } catch (const CORBA::Exception& error) {
     // Exceptions of CORBA that nobody expected would be reported without their name.
     std::cout << "registration of " << path << ": " << error._name() << std::endl;
     throw;
   }
+  const std::scoped_lock lock(m_mutex);
+  m_locator_reference = locator_reference;
   m_states[path] = state;
   return number;
+}
+
+CORBA::Object_var FakeServer::locator_reference() const {
+  const std::scoped_lock lock(m_mutex);
+  return m_locator_reference;
 }
 
 void FakeServer::remove(const std::string& path) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 
 namespace support {
 
+// add and remove are safe from any thread.
 class FakeServer {
  public:
   // Address of the references that it registers.
@@ -34,7 +36,7 @@ class FakeServer {
   void crash_activator() { end_servant(m_activator); }
 
   // The reference that the last add returned.
-  CORBA::Object_ptr locator_reference() const { return m_locator_reference; }
+  CORBA::Object_var locator_reference() const;
   const std::string& orb_name() const { return m_orb_name; }
 
   // The POAs come into the repository and leave the active state again: the server is known and does not run.
@@ -43,8 +45,9 @@ class FakeServer {
  private:
   const Locator& m_locator;
   std::string m_orb_name;
-  std::map<std::string, QZ_POA_PersistentServer::EndpointDynamicState_var> m_states;
   QZ_POA_PersistentServer::EndpointActivator_var m_activator;
+  mutable std::mutex m_mutex;  // guards the members below
+  std::map<std::string, QZ_POA_PersistentServer::EndpointDynamicState_var> m_states;
   CORBA::Object_var m_locator_reference;
 };
 

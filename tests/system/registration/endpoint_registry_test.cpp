@@ -40,7 +40,8 @@ TEST_F(EndpointRegistryTest, RegisteredPoaIsFoundAndLogged) {
 
 TEST_F(EndpointRegistryTest, ReturnedReferenceIsThePoasPrefixAtTheLocator) {
   m_server.add("Bank");
-  const CORBA::String_var text = support::corba_orb()->object_to_string(m_server.locator_reference());
+  const CORBA::String_var text =
+      support::corba_orb()->object_to_string(CORBA::Object_var(m_server.locator_reference()));
   const support::ForwardedReference reference = support::parse_stringified_reference(text.in());
   EXPECT_EQ(reference.type_id, "");
   EXPECT_EQ(reference.host, m_locator.host());
