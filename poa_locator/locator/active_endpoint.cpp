@@ -291,6 +291,10 @@ void ActiveEndpoint::destroy_persistent_data(POALocatorImpl& locator,
   }
 }
 
+bool ActiveEndpoint::has_lost_mirror() {
+  return ActiveEndpointMirror(m_rep->locator, m_rep->id).is_missing();
+}
+
 void ActiveEndpoint::destroy_persistent_data() {
   if (m_rep->mirror_removed.exchange(false)) return;
   QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();

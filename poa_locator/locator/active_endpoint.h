@@ -99,6 +99,8 @@ class ActiveEndpoint {
 
   // Writes state and reference to the mirror. OBJECT_NOT_EXIST 0x515A0C05 when that fails.
   void update_persis_data();
+  // Whether the store has no mirror of it, so that it can never be registered.
+  bool has_lost_mirror();
   // Removes the mirror; failures are reported.
   void destroy_persistent_data();
   // Removes the mirrors of endpoints that are about to be destroyed, all at once: a commit takes its time, and an ORB

@@ -47,6 +47,17 @@ void ActiveEndpointMirror::update(QZ_POA_PersistentServer::EndpointDynamicState_
   });
 }
 
+bool ActiveEndpointMirror::is_missing() {
+  try {
+    with_home(m_locator, [&](ActiveEndpointHome& home) { home.find_by_id(m_id); });
+    return false;
+  } catch (const CosPersistentState::NotFound&) {
+    return true;
+  } catch (const CORBA::Exception&) {
+    return false;  // a store that fails tells nothing
+  }
+}
+
 void ActiveEndpointMirror::destroy() {
   with_home(m_locator, [&](ActiveEndpointHome& home) { home.find_by_id(m_id)->destroy_object(); });
 }

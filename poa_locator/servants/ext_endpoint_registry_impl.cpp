@@ -119,7 +119,7 @@ CORBA::Object_ptr ExternalEndpointRegistryImpl::add_locked(const Registration& r
   } catch (const CORBA::OBJECT_NOT_EXIST& ex) {
     // Without its mirror an endpoint can never be registered, so those who wait for it would wait for ever.
     if (endpoint.has_ended()) return CORBA::Object::_nil();
-    if (undo || ex.minor() == MINOR_NO_MIRROR) endpoint.destroy();
+    if (undo || (ex.minor() == MINOR_NO_MIRROR && endpoint.has_lost_mirror())) endpoint.destroy();
     throw;
   } catch (...) {
     if (endpoint.has_ended()) return CORBA::Object::_nil();
