@@ -52,7 +52,6 @@ Host::Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen)
     open_locator();
   } catch (...) {
     report(m_event_log.get(), DAEMON_START_FAILED_EVENT, {current_exception_text()});
-    m_start_gate.open();
     forget_orb_log();
     m_locator = {};
     if (!CORBA::is_nil(m_orb)) m_orb->destroy();
@@ -78,13 +77,11 @@ void Host::open_orb() {
   const CORBA::Object_var object = m_orb->resolve_initial_references("RootPOA");
   const PortableServer::POA_var root = PortableServer::POA::_narrow(object);
   m_root_manager = root->the_POAManager();
-  root->the_activator(&m_start_gate);
   CORBA::PolicyList policies;
   policies.length(2);
   policies[0] = root->create_lifespan_policy(PortableServer::PERSISTENT);
   policies[1] = root->create_id_assignment_policy(PortableServer::USER_ID);
   m_parent_poa = root->create_POA("poalocd", PortableServer::POAManager::_nil(), policies);
-  m_parent_poa->the_activator(&m_start_gate);
   report(m_event_log.get(), ORB_LISTENING_EVENT, {m_configuration->settings().orb_endpoint.listen});
 }
 
@@ -167,13 +164,11 @@ void Host::start() {
   const PortableServer::POAManager_var manager = m_parent_poa->the_POAManager();
   manager->activate();
   m_root_manager->activate();
-  m_start_gate.open();
   if (m_front_door) m_front_door->start();
 }
 
 void Host::stop() {
   if (std::exchange(m_stopped, true)) return;
-  m_start_gate.open();
   if (m_front_door) m_front_door->stop();
   // Not deactivate(): omniORB does not survive its destroy() after that while objects are active.
   m_root_manager->discard_requests(true);

@@ -17,7 +17,6 @@
 #include "daemon/process_context.h"
 #include "daemon/service_control_impl.h"
 #include "daemon/start_error.h"
-#include "daemon/start_gate.h"
 #include "platform/base/ref_count_handle.h"
 #include "platform/binding/binding_manager_impl.h"
 #include "platform/binding/front_door.h"
@@ -86,7 +85,6 @@ class Host {
   const RefCountHandle<ConfigurationImpl> m_configuration;
   const RefCountHandle<EventLogImpl> m_event_log;
   const RefCountHandle<ServiceControlImpl> m_service_control;
-  StartGate m_start_gate;
   CORBA::ORB_var m_orb;
   PortableServer::POAManager_var m_root_manager;
   PortableServer::POA_var m_parent_poa;

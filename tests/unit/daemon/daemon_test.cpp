@@ -9,16 +9,13 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <deque>
 #include <functional>
-#include <future>
 #include <qz_locator_admin.hh>
 #include <thread>
 
 #include "daemon/command_line.h"
 #include "daemon/unique_fd.h"
 #include "tests/support/files.h"
-#include "tests/support/loopback.h"
 #include "tests/unit/daemon/host_fixture.h"
 
 namespace {
@@ -212,56 +209,6 @@ TEST_F(HostFixture, ResolvesTheInitialReferencesOfPlugins) {
     const CORBA::Object_var object = host().orb_nc()->resolve_initial_references(name);
     EXPECT_FALSE(CORBA::is_nil(object)) << name;
   }
-}
-
-class EarlyCallTest : public HostFixture {
- protected:
-  EarlyCallTest() { m_config.set_text("orb_endpoint", "listen", support::own_address(0) + ":2810"); }
-
-  // As a plug-in does it: a persistent POA with an object under a fixed id.
-  std::string make_object() {
-    const auto parent = host().parent_poa_nc();
-    CORBA::PolicyList policies;
-    policies.length(2);
-    policies[0] = parent->create_lifespan_policy(PortableServer::PERSISTENT);
-    policies[1] = parent->create_id_assignment_policy(PortableServer::USER_ID);
-    const PortableServer::POAManager_var manager = parent->the_POAManager();
-    const PortableServer::POA_var poa = parent->create_POA("plugin", manager, policies);
-    const PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId("object");
-    poa->activate_object_with_id(id, &m_servants.emplace_back());
-    const CORBA::Object_var object = poa->id_to_reference(id);
-    const CORBA::String_var text = host().orb_nc()->object_to_string(object);
-    return text.in();
-  }
-  ~EarlyCallTest() override { close(); }  // before the servants go
-
-  std::deque<Servant> m_servants;
-};
-
-TEST_F(EarlyCallTest, IsToldToTryAgainAtTheEndOfTheStart) {
-  open();
-  const auto reference = make_object();
-  close();
-  open();
-  const CORBA::Object_var object = host().orb_nc()->string_to_object(reference.c_str());
-  auto answer = std::async(std::launch::async, [&] { return object->_non_existent(); });
-  EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
-  make_object();
-  host().start();
-  EXPECT_THROW(answer.get(), CORBA::TRANSIENT);
-  EXPECT_FALSE(object->_non_existent());
-}
-
-TEST_F(EarlyCallTest, EndsWithAStartThatFails) {
-  open();
-  const auto reference = make_object();
-  close();
-  open();
-  const CORBA::Object_var object = host().orb_nc()->string_to_object(reference.c_str());
-  auto answer = std::async(std::launch::async, [&] { return object->_non_existent(); });
-  EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
-  host().stop();
-  EXPECT_THROW(answer.get(), CORBA::TRANSIENT);
 }
 
 }  // namespace

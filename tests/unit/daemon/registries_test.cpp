@@ -130,8 +130,6 @@ TEST_F(HostFixture, ActiveProcessesAreShownWhileTheyRunOrAreNeeded) {
   EXPECT_TRUE(CORBA::is_nil(QZ_LocatorInternal::ActiveProcess_var(processes().find("bank"))));
   // The same object for the same process, whoever asks.
   EXPECT_EQ(process("bank").in(), bank.in());
-  const QZ_LocatorAdmin::ActiveProcess_var external = bank->external_reference();
-  EXPECT_TRUE(CORBA::is_nil(external));
 }
 
 class ImrTest : public HostFixture {
