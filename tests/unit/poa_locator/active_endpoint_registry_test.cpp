@@ -171,6 +171,7 @@ TEST_F(ActiveEndpointRegistryTest, RemovingTwiceIsReportedTheSecondTime) {
   EXPECT_THAT(log().events(45)[0].parameters,
               ElementsAre(EndpointIdUtils::id_to_string(*id_of(m_bank)).c_str(), "Bank"));
   EXPECT_THAT(log().events(46), SizeIs(1));
+  endpoint.detach();  // nobody else knows it any more
 }
 
 TEST_F(ActiveEndpointRegistryTest, ValidationDropsRestoredEndpointsThatWereNotRunning) {

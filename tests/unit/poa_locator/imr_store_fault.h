@@ -9,7 +9,8 @@
 
 class StoreFault {
  public:
-  explicit StoreFault(const std::string& file) : m_session(soci::sqlite3, file) {
+  // The store may be in the midst of a write of its own.
+  explicit StoreFault(const std::string& file) : m_session(soci::sqlite3, "db=" + file + " timeout=30") {
     std::vector<std::string> tables;
     soci::rowset<std::string> rows = (m_session.prepare << "select name from sqlite_master where type = 'table' and "
                                                            "name not like 'sqlite_%'");
