@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# All tests: unit and system tests under AddressSanitizer and UndefinedBehaviorSanitizer, then those with
-# threads under ThreadSanitizer. Ends with one line: N passed, N failed.
+# All tests: unit and system tests under AddressSanitizer and UndefinedBehaviorSanitizer, then under
+# ThreadSanitizer, then what only shows in an optimised build: memory. Ends with one line: N passed, N failed.
 #   ./test.sh            everything
 #   ./test.sh asan REGEX only the tests of one preset whose names match
 source "$(dirname "${BASH_SOURCE[0]}")/scripts/common.sh"
@@ -20,7 +20,7 @@ run_tests() {
   LSAN_OPTIONS=suppressions=$root/tests/sanitizers/leak.supp:print_suppressions=0 \
   UBSAN_OPTIONS=print_stacktrace=1 \
   TSAN_OPTIONS=suppressions=$root/tests/sanitizers/thread.supp:second_deadlock_stack=1 \
-    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$(nproc)" --timeout 300 \
+    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$(($(nproc) * 2))" --timeout 300 \
       --output-junit "$report" "$@" || true
   [ -s "$report" ] || fail "The tests of the preset $preset did not run."
   count=$(grep -o '<testsuite[^>]* tests="[0-9]*"' "$report" | grep -o 'tests="[0-9]*"' | grep -o '[0-9]*' | head -n 1 || true)
@@ -37,7 +37,9 @@ case "${1:-all}" in
     build asan
     run_tests asan 3
     build tsan
-    run_tests tsan 5 -LE single_threaded
+    run_tests tsan 5
+    build release poalocd qz_poa_location_loc test_server system_giop
+    run_tests release 1 -R LargeBody
     ;;
   *)
     build "$1"
