@@ -1,5 +1,6 @@
 // What the locator knows survives its own end, however it comes.
 #include <atomic>
+#include <memory>
 
 #include "tests/system/daemon/daemon_test.h"
 
@@ -75,18 +76,18 @@ TEST_F(RestartTest, ActivatorIsStillCalledAfterARestart) {
 TEST_F(RestartTest, PoaThatWasOnlyBeingStartedIsDroppedAndAskedForAgain) {
   m_locator.start();
   m_server.register_and_leave({"Bank"});
-  std::atomic<int> calls = 0;
-  m_server.add_activator([&](const std::vector<support::Octets>&) { ++calls; });
+  const auto calls = std::make_shared<std::atomic<int>>(0);
+  m_server.add_activator([calls](const std::vector<support::Octets>&) { ++*calls; });
   support::GiopClient waits = connect();
   waits.send(request(spec_for(m_server, "Bank")));
-  ASSERT_TRUE(support::wait_until([&] { return calls == 1; }));
+  ASSERT_TRUE(support::wait_until([&] { return *calls == 1; }));
   m_locator.kill9();
   EXPECT_TRUE(waits.wait_for_end());
   m_locator.start();
   EXPECT_TRUE(m_locator.log().wait_for(42, {"Bank"}));
   support::GiopClient again = connect();
   again.send(request(spec_for(m_server, "Bank")));
-  ASSERT_TRUE(support::wait_until([&] { return calls == 2; }));
+  ASSERT_TRUE(support::wait_until([&] { return *calls == 2; }));
   m_server.add("Bank");
   EXPECT_TRUE(again.receive_reply().forward);
 }

@@ -3,12 +3,28 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 
 #include "tests/system/daemon/daemon_test.h"
 
 namespace {
 
 using support::GiopClient;
+
+// Shared with calls that may outlive the test's body.
+class Hang {
+ public:
+  void enter() {
+    m_entered = true;
+    m_released.get_future().wait();
+  }
+  bool entered() const { return m_entered; }
+  void release() { m_released.set_value(); }
+
+ private:
+  std::atomic<bool> m_entered = false;
+  std::promise<void> m_released;
+};
 
 class ShutdownTest : public DaemonTest {
  protected:
@@ -55,19 +71,14 @@ TEST_F(ShutdownTest, ActivatorThatHangsDoesNotHoldTheDaemonUpForLong) {
   m_locator.terminate();
   m_locator.config().set("orb_endpoint", "activate_time_limit", "1");
   m_locator.start();
-  std::promise<void> release;
-  std::shared_future<void> released(release.get_future());
-  std::atomic<bool> called = false;
+  const auto hang = std::make_shared<Hang>();
   m_server.register_and_leave({"Bank"});
-  m_server.add_activator([&](const std::vector<support::Octets>&) {
-    called = true;
-    released.wait();
-  });
+  m_server.add_activator([hang](const std::vector<support::Octets>&) { hang->enter(); });
   GiopClient client = connect();
   client.send(request(spec_for(m_server, "Bank")));
-  EXPECT_TRUE(support::wait_until([&] { return called.load(); }));
+  EXPECT_TRUE(support::wait_until([&] { return hang->entered(); }));
   m_locator.terminate();
-  release.set_value();
+  hang->release();
 }
 
 TEST_F(ShutdownTest, NobodyIsServedAfterTheEnd) {
@@ -76,17 +87,17 @@ TEST_F(ShutdownTest, NobodyIsServedAfterTheEnd) {
 }
 
 TEST_F(ShutdownTest, SecondRequestEndsADaemonThatIsHeldUp) {
-  std::promise<void> release;
-  std::shared_future<void> released(release.get_future());
+  const auto hang = std::make_shared<Hang>();
   m_server.register_and_leave({"Bank"});
-  m_server.add_activator([&](const std::vector<support::Octets>&) { released.wait(); });
+  m_server.add_activator([hang](const std::vector<support::Octets>&) { hang->enter(); });
   GiopClient client = connect();
   client.send(request(spec_for(m_server, "Bank")));
+  ASSERT_TRUE(support::wait_until([&] { return hang->entered(); }));
   m_locator.request_termination();
   EXPECT_EQ(client.receive().type(), support::CLOSE_CONNECTION);
   m_locator.request_termination();
   EXPECT_EQ(m_locator.wait_for_exit(), 128 + SIGTERM);
-  release.set_value();
+  hang->release();
 }
 
 }  // namespace

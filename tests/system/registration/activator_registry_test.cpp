@@ -1,5 +1,6 @@
 // Registration of endpoint activators.
 #include <atomic>
+#include <memory>
 #include <mutex>
 
 #include "tests/system/registration/registration_test.h"
@@ -13,6 +14,9 @@ using support::Octets;
 class ActivatorRegistryTest : public RegistrationTest {
  protected:
   static void ignore(const std::vector<Octets>&) {}
+
+  std::mutex m_mutex;
+  std::vector<std::string> m_activated;  // guarded by m_mutex
 };
 
 TEST_F(ActivatorRegistryTest, OrbNeverSeenBeforeIsAccepted) {
@@ -84,11 +88,9 @@ TEST_F(ActivatorRegistryTest, NilActivatorIsNoActivator) {
 
 TEST_F(ActivatorRegistryTest, EachPoaIsActivatedOnce) {
   m_server.register_and_leave({"Bank", "Audit"});
-  std::mutex mutex;
-  std::vector<std::string> calls;
   m_server.add_activator([&](const std::vector<Octets>& ids) {
-    const std::scoped_lock lock(mutex);
-    for (const Octets& id : ids) calls.push_back(support::path_of(id));
+    const std::scoped_lock lock(m_mutex);
+    for (const Octets& id : ids) m_activated.push_back(support::path_of(id));
   });
   std::vector<GiopClient> clients;
   for (int i = 0; i < 10; ++i) {
@@ -96,25 +98,25 @@ TEST_F(ActivatorRegistryTest, EachPoaIsActivatedOnce) {
     clients.back().send(request(spec_for(m_server.key_of(i % 2 == 0 ? "Bank" : "Audit"))));
   }
   ASSERT_TRUE(support::wait_until([&] {
-    const std::scoped_lock lock(mutex);
-    return calls.size() >= 2;
+    const std::scoped_lock lock(m_mutex);
+    return m_activated.size() >= 2;
   }));
   m_server.add("Bank");
   m_server.add("Audit");
   for (GiopClient& client : clients) EXPECT_TRUE(client.receive_reply().forward);
-  const std::scoped_lock lock(mutex);
-  EXPECT_THAT(calls, ::testing::UnorderedElementsAre("Bank", "Audit"));
+  const std::scoped_lock lock(m_mutex);
+  EXPECT_THAT(m_activated, ::testing::UnorderedElementsAre("Bank", "Audit"));
 }
 
 TEST_F(ActivatorRegistryTest, ActivationThatFailedIsTriedAgain) {
   m_server.register_and_leave({"Bank"});
-  std::atomic<bool> fail = true;
-  m_server.add_activator([&](const std::vector<Octets>&) {
-    if (fail) throw QZ_POA_PersistentServer::EndpointActivator::EndpointNonExistent();
+  const auto fail = std::make_shared<std::atomic<bool>>(true);
+  m_server.add_activator([this, fail](const std::vector<Octets>&) {
+    if (*fail) throw QZ_POA_PersistentServer::EndpointActivator::EndpointNonExistent();
     m_server.add("Bank");
   });
   EXPECT_TRUE(support::is_exception(call(m_server.key_of("Bank")), "OBJECT_NOT_EXIST", support::minor_code(6)));
-  fail = false;
+  *fail = false;
   // A call that follows closely may still get the outcome of the failed activation.
   EXPECT_TRUE(support::wait_until([&] { return static_cast<bool>(is_active(m_server, "Bank")); }));
 }
