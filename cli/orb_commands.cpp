@@ -49,7 +49,7 @@ void list(Context& context, const Arguments& arguments) {
   const auto active = active_orbs(connection);
   const auto registry = connection.resolve<QZ_IMRAdmin::ORBRegistry>(QZ_IMRAdmin::ORB_REGISTRY);
   Output::Listing<OrbRow> listing(context.output(), COLUMNS);
-  for_each_entry([&](auto... a) { return registry->list(a...); },
+  for_each_entry([&](auto&&... a) { return registry->list(a...); },
                  [&](const QZ_LocationCommon::ORBInfo& info) {
                    if (arguments.process.empty() || arguments.process == info.process.in())
                      listing.add(row_of(info, active));

@@ -19,7 +19,7 @@ void for_each_entry(List list, Use use) {
   std::string from;
   do {
     CORBA::String_var next;
-    const std::unique_ptr<Page> page(list(from.c_str(), PAGE_ENTRIES, next.out()));
+    const std::unique_ptr<Page> page(list(from.c_str(), PAGE_ENTRIES, CORBA::String_out(next)));
     for (CORBA::ULong i = 0; i < page->length(); ++i) use((*page)[i]);
     from = next.in();
   } while (!from.empty());

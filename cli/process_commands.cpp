@@ -89,7 +89,7 @@ void list(Context& context) {
   const auto active = active_processes(connection);
   const auto registry = connection.resolve<QZ_IMRAdmin::ProcessRegistry>(QZ_IMRAdmin::PROCESS_REGISTRY);
   Output::Listing<ProcessRow> listing(context.output(), LIST_COLUMNS);
-  for_each_entry([&](auto... a) { return registry->list(a...); },
+  for_each_entry([&](auto&&... a) { return registry->list(a...); },
                  [&](const ProcessInfo& info) { listing.add(row_of(info, active)); });
   listing.end();
 }

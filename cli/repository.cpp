@@ -48,7 +48,7 @@ QZ_IMRAdmin::POAEntry entry_of(QZ_POAIMRAdmin::POA_ptr poa, const CORBA::StringS
 std::map<std::string, QZ_LocatorAdmin::ActiveORBInfo> active_orbs(Connection& connection) {
   const auto registry = connection.resolve<QZ_LocatorAdmin::ActiveORBRegistry>(QZ_LocatorAdmin::ACTIVE_ORB_REGISTRY);
   std::map<std::string, QZ_LocatorAdmin::ActiveORBInfo> result;
-  for_each_entry([&](auto... arguments) { return registry->list(arguments...); },
+  for_each_entry([&](auto&&... arguments) { return registry->list(arguments...); },
                  [&](const auto& info) { result.emplace(info.name.in(), info); });
   return result;
 }
@@ -57,7 +57,7 @@ std::map<std::string, QZ_LocatorAdmin::ActiveProcessInfo> active_processes(Conne
   const auto registry =
       connection.resolve<QZ_LocatorAdmin::ActiveProcessRegistry>(QZ_LocatorAdmin::ACTIVE_PROCESS_REGISTRY);
   std::map<std::string, QZ_LocatorAdmin::ActiveProcessInfo> result;
-  for_each_entry([&](auto... arguments) { return registry->list(arguments...); },
+  for_each_entry([&](auto&&... arguments) { return registry->list(arguments...); },
                  [&](const auto& info) { result.emplace(info.name.in(), info); });
   return result;
 }

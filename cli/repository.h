@@ -48,7 +48,7 @@ namespace poaloc {
 template <class Use>
 void for_each_poa(Connection& connection, Use use) {
   const auto repository = connection.resolve<QZ_IMRAdmin::Repository>(QZ_IMRAdmin::REPOSITORY_ADMIN);
-  for_each_entry([&](auto... arguments) { return repository->list_poas(arguments...); }, use);
+  for_each_entry([&](auto&&... arguments) { return repository->list_poas(arguments...); }, use);
 }
 
 template <class Entry>

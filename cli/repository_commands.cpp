@@ -55,11 +55,11 @@ std::size_t export_all(Connection& connection, Write write) {
   const auto repository = connection.resolve<QZ_IMRAdmin::Repository>(QZ_IMRAdmin::REPOSITORY_ADMIN);
   std::size_t count = 0;
   write("{\"poalocator\": 1,\n");
-  count += export_list("processes", [&](auto... a) { return processes->list(a...); }, write);
+  count += export_list("processes", [&](auto&&... a) { return processes->list(a...); }, write);
   write(",\n");
-  count += export_list("orbs", [&](auto... a) { return orbs->list(a...); }, write);
+  count += export_list("orbs", [&](auto&&... a) { return orbs->list(a...); }, write);
   write(",\n");
-  count += export_list("poas", [&](auto... a) { return repository->list_poas(a...); }, write);
+  count += export_list("poas", [&](auto&&... a) { return repository->list_poas(a...); }, write);
   write("}\n");
   return count;
 }
