@@ -18,6 +18,10 @@ class FakeServer {
   static constexpr unsigned PORT = 4711;
 
   FakeServer(const Locator& locator, std::string orb_name);
+  // After the last add of an activation that the test has seen the end of.
+  ~FakeServer() { const std::scoped_lock lock(m_mutex); }
+  FakeServer(const FakeServer&) = delete;
+  FakeServer& operator=(const FakeServer&) = delete;
 
   Octets id_of(const std::string& path) const;
   // What clients send: the id and an object id.

@@ -30,7 +30,7 @@ class DaemonTest : public HostFixture {
   DaemonTest() {
     m_config.set("front_door", "listen", "[\"127.0.0.1:0\"]");
     m_config.set("plugins", "libraries", "[\"libtest_plugin_good.so\"]");
-    unsetenv("TEST_PLUGIN_CALLS");
+    setenv("TEST_PLUGIN_CALLS_FILE", m_dir.file("calls").c_str(), 1);
     unsetenv("TEST_PLUGIN_FAILS");
   }
 
@@ -53,10 +53,7 @@ class DaemonTest : public HostFixture {
     return exit_code;
   }
 
-  static std::string calls() {
-    const char* noted = std::getenv("TEST_PLUGIN_CALLS");
-    return noted ? noted : "";
-  }
+  std::string calls() const { return support::read_file(m_dir.file("calls")); }
 
   std::string m_said;  // on standard error
 };

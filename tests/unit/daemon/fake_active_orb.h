@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <mutex>
 #include <qz_locator_internal.hh>
 #include <string>
 #include <utility>
@@ -26,7 +27,7 @@ class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CO
     return QZ_LocatorInternal::ActiveProcess::_duplicate(m_process);
   }
   void process_died() override {
-    if (on_death) on_death();
+    on_death();
     ++deaths;
   }
   QZ_LocatorAdmin::ActiveORB_ptr external_reference() override { return QZ_LocatorAdmin::ActiveORB::_nil(); }
@@ -44,7 +45,29 @@ class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CO
   std::atomic<bool> is_registered{false};
   std::atomic<bool> alive{true};
   std::atomic<bool> probe_raises{false};
-  std::function<void()> on_death;
+
+  // Set by the test, called on the host's thread.
+  class Hook {
+   public:
+    Hook& operator=(std::function<void()> work) {
+      const std::lock_guard lock(m_mutex);
+      m_work = std::move(work);
+      return *this;
+    }
+    void operator()() const {
+      std::function<void()> work;
+      {
+        const std::lock_guard lock(m_mutex);
+        work = m_work;
+      }
+      if (work) work();
+    }
+
+   private:
+    mutable std::mutex m_mutex;  // guards the work
+    std::function<void()> m_work;
+  };
+  Hook on_death;
 
  private:
   const std::string m_name;

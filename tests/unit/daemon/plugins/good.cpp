@@ -1,5 +1,6 @@
-// A locator plug-in that notes in the environment what is called on it, as it shares no code with its test.
+// A locator plug-in that notes in a file what is called on it, as it shares no code with its test.
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "platform/base/plugin_manager.h"
@@ -12,8 +13,7 @@ const QZ_Shlib_Dependency DEPENDENCIES[] = {{"qz_poa", "3", 0x201}, {"qz_kolm", 
 const QZ_Shlib_Init INIT("test_plugin_good", "3", DEPENDENCIES, QZ_global_exception_handler());
 
 void note(const std::string& call) {
-  const char* before = std::getenv("TEST_PLUGIN_CALLS");
-  setenv("TEST_PLUGIN_CALLS", ((before ? std::string(before) : std::string()) + call + ";").c_str(), 1);
+  if (const char* file = std::getenv("TEST_PLUGIN_CALLS_FILE")) std::ofstream(file, std::ios::app) << call << ';';
 }
 
 class GoodPlugin : public virtual QZ_LocationPlugIn::OALocatorPlugIn, public virtual CORBA::LocalObject {
