@@ -10,7 +10,7 @@ case "${1:-}" in
 esac
 
 install_packages
-build release poalocd qz_poa_location_loc poalocator_omniorb_server bank_server bank_client poaloc poaloc_shell_files
+build release poalocd qz_poa_location_loc poalocator_omniorb_server bank_server bank_client
 bin=$root/build/release/bin
 
 if [ "$mode" = --check ]; then
