@@ -74,6 +74,7 @@ void ActiveProcessImpl::launch() {
           ("\"" + settings.argv.front() + "\" cannot be watched: " + e.what()).c_str());
     }
     m_state = State::UP;
+    for (auto& attached : m_orbs) attached.next_run = false;
     limit_startup(m_instance, settings.startup_time_limit);
     record();
     report(m_context.log, PROCESS_STARTED_EVENT, {m_name, std::to_string(pid), settings.argv.front()});
@@ -114,12 +115,13 @@ void ActiveProcessImpl::add_orb(QZ_LocatorInternal::ActiveORB_ptr which) {
   const CORBA::String_var name = which->name();
   Attached replaced;  // given up without the lock
   const QZ_MutexLock lock(m_mutex);
+  const bool next_run = m_state == State::LEAVING || m_state == State::SETTLING;
   for (auto& attached : m_orbs) {
     if (attached.name != name.in()) continue;
-    replaced = std::exchange(attached, {name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which)});
+    replaced = std::exchange(attached, {name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which), next_run});
     return;
   }
-  m_orbs.push_back({name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which)});
+  m_orbs.push_back({name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which), next_run});
 }
 
 void ActiveProcessImpl::remove_orb(const char* orb_name) {
@@ -187,9 +189,14 @@ void ActiveProcessImpl::ended(const Instance& instance) {
     dead.swap(m_orbs);
     start_wanted = m_start_wanted;
   }
-  // With a start remembered, ORBs that have registered nothing wait for the next run.
-  Orbs waiting;
-  if (start_wanted) waiting = take(dead, false);
+  // With a start remembered, ORBs that have registered nothing wait for the next run. Without one, those do that have
+  // just been attached for it: their start is about to be asked.
+  Orbs waiting = take(dead, false);
+  if (!start_wanted) {
+    Orbs next;
+    for (auto& attached : waiting) (attached.next_run ? next : dead).push_back(std::move(attached));
+    waiting = std::move(next);
+  }
   tell_died(dead);
 
   Orbs failed;

@@ -53,6 +53,7 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   struct Attached {
     std::string name;
     QZ_LocatorInternal::ActiveORB_var orb;
+    bool next_run = false;  // attached while a run was leaving or settling, and that run is not over
   };
   using Orbs = std::vector<Attached>;
   using Instance = std::shared_ptr<ProcessInstance>;
