@@ -1,0 +1,106 @@
+// Server processes whose last ORB has unregistered, and starts that are asked until they exit.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/support/files.h"
+#include "tests/unit/daemon/process_test.h"
+
+namespace {
+
+using namespace poalocd;
+using support::wait_until;
+using testing::SizeIs;
+
+TEST_F(ProcessTest, RemembersAStartAskedWhileItLeaves) {
+  add_script("bank", "trap 'exit 0' USR1; echo up >> " + m_dir.file("ups") + "; while :; do sleep 0.01; done");
+  open_and_start();
+  const auto first = attach("bank");
+  process("bank")->start();
+  ASSERT_TRUE(wait_until([&] { return support::read_lines(m_dir.file("ups")).size() == 1; }));
+  const auto leaving = process("bank");
+  leaving->remove_orb("bank");
+  EXPECT_THAT(events(PROCESS_LEAVING_EVENT), SizeIs(1));
+
+  const auto second = attach("bank");
+  process("bank")->start();
+  process("bank")->start();
+  EXPECT_THAT(pids_started(), SizeIs(1));
+  kill(pids_started()[0], SIGUSR1);
+  ASSERT_TRUE(wait_for(PROCESS_STARTED_EVENT, 2));
+  EXPECT_TRUE(wait_until([&] { return support::read_lines(m_dir.file("ups")).size() == 2; }));
+  EXPECT_EQ(first->deaths, 0);
+  EXPECT_EQ(second->deaths, 0);
+  // The exit of the first run says nothing of the second.
+  EXPECT_EQ(leaving.in(), process("bank").in());
+  EXPECT_EQ(kill(pids_started()[1], 0), 0);
+}
+
+TEST_F(ProcessTest, ExitsQuietlyAfterItsLastOrbLeft) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto orb = attach("bank");
+  const auto running = process("bank");
+  running->start();
+  running->remove_orb("bank");
+  kill(pids_started()[0], SIGTERM);
+  ASSERT_TRUE(wait_for(PROCESS_KILLED_EVENT));
+  EXPECT_TRUE(wait_until([&] { return CORBA::is_nil(processes().find("bank")); }));
+  EXPECT_EQ(orb->deaths, 0);
+}
+
+TEST_F(ProcessTest, FailsARememberedStartWhenTheExitDoesNotCome) {
+  add_process("bank", {"sleep", "1000"}, {{"stop_grace", "0.05"}});
+  open_and_start();
+  const auto first = attach("bank");
+  process("bank")->start();
+  process("bank")->remove_orb("bank");
+  const auto second = attach("bank");
+  process("bank")->start();
+  ASSERT_TRUE(wait_until([&] { return second->deaths == 1; }));
+  EXPECT_EQ(first->deaths, 0);
+  EXPECT_THAT(events(PROCESS_STOP_GRACE_EVENT), SizeIs(1));
+  EXPECT_EQ(kill(pids_started()[0], 0), 0) << "it must not be killed";
+
+  // The next start is remembered anew, and carried out when the exit comes at last.
+  const auto third = attach("bank");
+  process("bank")->start();
+  kill(pids_started()[0], SIGKILL);
+  EXPECT_TRUE(wait_for(PROCESS_STARTED_EVENT, 2));
+  EXPECT_EQ(third->deaths, 0);
+}
+
+TEST_F(ProcessTest, IsRunningAgainWhenItRegistersInsteadOfLeaving) {
+  add_process("bank", {"sleep", "1000"}, {{"stop_grace", "0.05"}});
+  open_and_start();
+  const auto first = attach("bank", "first");
+  process("bank")->start();
+  process("bank")->remove_orb("first");
+  const auto back = attach("bank", "back");
+  back->is_registered = true;
+  const auto waiting = attach("bank", "waiting");
+  process("bank")->start();
+  ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
+  EXPECT_EQ(back->deaths, 0);
+  // Running: an exit tells those that registered.
+  kill(pids_started()[0], SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return back->deaths == 1; }));
+}
+
+TEST_F(ProcessTest, FailsARememberedStartThatCannotBeMade) {
+  support::write_file(m_dir.file("program"), "#!/bin/sh\nexec sleep 1000\n");
+  ASSERT_EQ(chmod(m_dir.file("program").c_str(), 0755), 0);
+  add_process("bank", {m_dir.file("program")});
+  open_and_start();
+  const auto first = attach("bank");
+  process("bank")->start();
+  process("bank")->remove_orb("bank");
+  const auto second = attach("bank");
+  process("bank")->start();
+  ASSERT_EQ(unlink(m_dir.file("program").c_str()), 0);
+  kill(pids_started()[0], SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return second->deaths == 1; }));
+  EXPECT_THAT(events(PROCESS_START_FAILED_EVENT), SizeIs(1));
+}
+
+}  // namespace
