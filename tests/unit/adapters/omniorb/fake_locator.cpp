@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "adapters/omniorb/endpoint_id.h"
-#include "tests/unit/adapters/omniorb/test_orb.h"
+#include "tests/support/test_orb.h"
 
 using namespace QZ_POA_PersistentServer;
 

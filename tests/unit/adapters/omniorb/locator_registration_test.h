@@ -15,7 +15,7 @@
 
 #include "adapters/omniorb/locator_registration.h"
 #include "tests/unit/adapters/omniorb/fake_locator.h"
-#include "tests/unit/adapters/omniorb/test_orb.h"
+#include "tests/support/test_orb.h"
 
 inline bool wait_until(const std::function<bool()>& condition) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);

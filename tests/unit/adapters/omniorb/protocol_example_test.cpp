@@ -11,7 +11,7 @@
 #include "adapters/omniorb/locator_registration.h"
 #include "adapters/omniorb/reference_key.h"
 #include "tests/unit/adapters/omniorb/fake_locator.h"
-#include "tests/unit/adapters/omniorb/test_orb.h"
+#include "tests/support/test_orb.h"
 
 namespace {
 

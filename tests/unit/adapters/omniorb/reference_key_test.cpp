@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/unit/adapters/omniorb/test_orb.h"
+#include "tests/support/test_orb.h"
 
 namespace {
 

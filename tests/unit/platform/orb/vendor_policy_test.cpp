@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/orb/ior_impl.h"
-#include "tests/unit/platform/orb/test_orb.h"
+#include "tests/support/test_orb.h"
 
 namespace {
 

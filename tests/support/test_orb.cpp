@@ -1,4 +1,4 @@
-#include "tests/unit/adapters/omniorb/test_orb.h"
+#include "tests/support/test_orb.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,6 @@ CORBA::ORB_ptr orb() {
     const char* options[][2] = {{"endPoint", "giop:tcp:127.0.0.1:"}, {nullptr, nullptr}};
     the_orb = CORBA::ORB_init(argc, nullptr, "omniORB4", options);
     the_root_poa = activated("RootPOA");
-    the_named_poa = activated("omniINSPOA");
   }
   return the_orb;
 }
@@ -50,6 +49,7 @@ PortableServer::POA_ptr root_poa() {
 
 PortableServer::POA_ptr named_poa() {
   orb();
+  if (CORBA::is_nil(the_named_poa)) the_named_poa = activated("omniINSPOA");
   return the_named_poa;
 }
 
