@@ -1,41 +1,16 @@
-// One active endpoint: what it does with requests, how it is made, registered, mirrored and destroyed.
+// One active endpoint: how it is made, registered, mirrored and restored.
 #include <gmock/gmock.h>
 
-#include "tests/unit/poa_locator/active_fixture.h"
+#include "tests/unit/poa_locator/active_endpoint_test.h"
 #include "tests/unit/poa_locator/imr_store_fault.h"
 
 namespace {
 
 using ServerRegistry = QZ_POA_PersistentServer::EndpointRegistry;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-template <class Exception, class Work>
-CORBA::ULong minor_of(Work&& work) {
-  try {
-    work();
-  } catch (const Exception& ex) {
-    EXPECT_EQ(ex.completed(), CORBA::COMPLETED_NO);
-    return ex.minor();
-  }
-  ADD_FAILURE() << "no exception";
-  return 0;
-}
-
-class ActiveEndpointTest : public ActiveFixture {
- protected:
-  const Names m_bank{"Bank"};
-
-  QZ_IOR::IOR_var ior_of(const Names& names) {
-    return host().binding_manager().object_to_ior(prototype(server_key(names)));
-  }
-  // In the table, and not activated.
-  ActiveEndpoint idle_endpoint(const Names& names, const char* orb_name = "orb") {
-    return endpoints().create(core(), *id_of(names), orb_name);
-  }
-  void run(ActiveEndpoint& endpoint, const Names& names) { endpoint.set_dynamic_state(make_state(), ior_of(names)); }
-};
 
 TEST_F(ActiveEndpointTest, ADefaultConstructedHandleIsNull) {
   EXPECT_TRUE(ActiveEndpoint().is_null());
@@ -56,101 +31,6 @@ TEST_F(ActiveEndpointTest, TellsWhoItIs) {
   EXPECT_EQ(octets(endpoint.endpoint().id()), octets(*id_of(m_bank)));
   const RefCountHandle<POAActiveORBImpl> orb(endpoint.orb());
   EXPECT_STREQ(orb->impl_name(), "orb");
-}
-
-TEST_F(ActiveEndpointTest, KeepsRequestsWhileThePoaDoesNotRun) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  const auto request = send_to(m_bank);
-  EXPECT_FALSE(request->answered());
-  EXPECT_EQ(endpoint.number_of_pending_requests(), 1u);
-}
-
-TEST_F(ActiveEndpointTest, ForwardsRequestsOfARunningPoaToTheServersKey) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  run(endpoint, m_bank);
-  for (const auto kind : {FakeRequest::REQUEST, FakeRequest::LOCATE}) {
-    const Outcome outcome = send_to(m_bank, "object", kind)->outcome();
-    EXPECT_EQ(outcome.kind, Outcome::FORWARD);
-    EXPECT_EQ(outcome.forwarded_key, server_key(m_bank) + "object");
-    EXPECT_EQ(outcome.type_id, "");
-    EXPECT_EQ(outcome.outcomes, 1u);
-  }
-}
-
-TEST_F(ActiveEndpointTest, RefusesAKeyWithoutAnObjectOnlyWhileThePoaRuns) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  const auto early = send_to(m_bank, "");
-  EXPECT_FALSE(early->answered());
-  run(endpoint, m_bank);
-  const Outcome late = send_to(m_bank, "")->outcome();
-  EXPECT_EQ(late.exception, "INV_OBJREF");
-  EXPECT_EQ(late.minor, 0x515A0C00u);
-  EXPECT_TRUE(late.completed_no);
-  const Outcome replayed = early->wait();
-  EXPECT_EQ(replayed.exception, "INV_OBJREF");
-  EXPECT_EQ(replayed.minor, 0x515A0C00u);
-}
-
-TEST_F(ActiveEndpointTest, AnswersThoseWhoWaitInOrderOfArrivalOnAnotherThread) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  std::vector<std::shared_ptr<FakeRequest>> requests;
-  for (int i = 0; i < 50; ++i) requests.push_back(send_to(m_bank, "object" + std::to_string(i)));
-  run(endpoint, m_bank);
-  unsigned before = 0;
-  for (int i = 0; i < 50; ++i) {
-    const Outcome outcome = requests[static_cast<std::size_t>(i)]->wait();
-    EXPECT_EQ(outcome.kind, Outcome::FORWARD);
-    EXPECT_EQ(outcome.forwarded_key, server_key(m_bank) + "object" + std::to_string(i));
-    EXPECT_EQ(outcome.outcomes, 1u);
-    EXPECT_GT(outcome.sequence, before);
-    before = outcome.sequence;
-  }
-  EXPECT_EQ(endpoint.number_of_pending_requests(), 0u);
-}
-
-TEST_F(ActiveEndpointTest, OneRequestThatCannotBeForwardedDoesNotHoldUpTheOthers) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  const auto first = send_to(m_bank);
-  ThrowingRequest bad;
-  bad.m_object_key = []() -> const CORBA::OctetSeq* { throw std::runtime_error("no key today"); };
-  endpoint.handle_request(bad);
-  const auto last = send_to(m_bank);
-  run(endpoint, m_bank);
-  EXPECT_EQ(first->wait().kind, Outcome::FORWARD);
-  EXPECT_EQ(last->wait().kind, Outcome::FORWARD);
-}
-
-TEST_F(ActiveEndpointTest, ASecondStateIsRefusedAndTheFirstStays) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  run(endpoint, m_bank);
-  try {
-    run(endpoint, {"Other"});
-    FAIL() << "no exception";
-  } catch (const ServerRegistry::EntryAlreadyExists& ex) {
-    EXPECT_EQ(octets(ex.id), octets(*id_of(m_bank)));
-  }
-  EXPECT_EQ(send_to(m_bank)->outcome().forwarded_key, server_key(m_bank) + "object");
-}
-
-TEST_F(ActiveEndpointTest, AClearedStateMakesItKeepRequestsAgain) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  run(endpoint, m_bank);
-  EXPECT_TRUE(endpoint.is_dynamic_state_set());
-  EXPECT_FALSE(CORBA::is_nil(QZ_POA_PersistentServer::EndpointDynamicState_var(endpoint.dynamic_state())));
-  endpoint.clear_dynamic_state();
-  EXPECT_FALSE(endpoint.is_dynamic_state_set());
-  EXPECT_TRUE(CORBA::is_nil(QZ_POA_PersistentServer::EndpointDynamicState_var(endpoint.dynamic_state())));
-  const auto request = send_to(m_bank);
-  EXPECT_FALSE(request->answered());
-  run(endpoint, m_bank);
-  EXPECT_EQ(request->wait().kind, Outcome::FORWARD);
 }
 
 TEST_F(ActiveEndpointTest, RegistrationUnderAnotherOrbNameLeavesNothingBehind) {
@@ -197,120 +77,6 @@ TEST_F(ActiveEndpointTest, ARequestForATransientEntryIsRefused) {
   EXPECT_EQ(stored_endpoints(), 0u);
 }
 
-TEST_F(ActiveEndpointTest, AnEntryWithoutAnOrbNameCannotBeActivated) {
-  start();
-  add_entry(m_bank, "");
-  ActiveEndpoint endpoint(core(), *id_of(m_bank));
-  EXPECT_EQ(endpoint.orb(), nullptr);
-  EXPECT_EQ(minor_of<CORBA::TRANSIENT>([&] { endpoint.activate(); }), 0x515A0C00u);
-  endpoint.destroy();
-}
-
-TEST_F(ActiveEndpointTest, ARunningPoaIsNotActivatedAgain) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  run(endpoint, m_bank);
-  EXPECT_NO_THROW(endpoint.activate());
-}
-
-TEST_F(ActiveEndpointTest, DestroyingAnswersThoseWhoWaitAndThoseWhoComeLater) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  const auto interceptor = interceptor_of(key_of(m_bank));
-  const auto waiting = send_to(m_bank);
-  endpoint.destroy();
-  FakeRequest late(key_of(m_bank));
-  late.give_to(interceptor);
-  for (const Outcome& outcome : {waiting->wait(), late.wait()}) {
-    EXPECT_EQ(outcome.exception, "TRANSIENT");
-    EXPECT_EQ(outcome.minor, 0x515A0C03u);
-    EXPECT_TRUE(outcome.completed_no);
-    EXPECT_EQ(outcome.outcomes, 1u);
-  }
-  EXPECT_EQ(endpoint.number_of_pending_requests(), 0u);
-  EXPECT_TRUE(endpoint.has_ended());
-  EXPECT_THAT(log().events(30), SizeIs(1));
-}
-
-TEST_F(ActiveEndpointTest, DestroyingTakesItOutOfEverything) {
-  start();
-  idle_endpoint({"Other"});
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  run(endpoint, m_bank);
-  EXPECT_STREQ(CORBA::String_var(interceptor_of(key_of(m_bank))->name()), "POALocationEndpoint");
-  endpoint.destroy();
-  EXPECT_TRUE(find(m_bank).is_null());
-  EXPECT_THAT(find_orb("orb")->impl_endpoints(), SizeIs(1));
-  EXPECT_EQ(stored_endpoints(), 1u);
-  EXPECT_STREQ(CORBA::String_var(interceptor_of(key_of(m_bank))->name()), "POALocation");
-  EXPECT_FALSE(endpoint.is_dynamic_state_set());
-}
-
-TEST_F(ActiveEndpointTest, ASecondDestructionFindsNothingToRemove) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  endpoint.destroy();
-  EXPECT_THAT(log().events(45), IsEmpty());
-  endpoint.destroy();
-  ASSERT_THAT(log().events(45), SizeIs(1));
-  EXPECT_EQ(log().events(45)[0].priority, 16u);
-  EXPECT_EQ(log().events(45)[0].parameters[1], "Bank");
-  EXPECT_THAT(log().events(46), SizeIs(1));
-}
-
-TEST_F(ActiveEndpointTest, ASecondDestructionLeavesTheSuccessorAlone) {
-  start();
-  ActiveEndpoint old = idle_endpoint(m_bank);
-  old.destroy();
-  ActiveEndpoint successor = idle_endpoint(m_bank);
-  run(successor, m_bank);
-  old.destroy();
-  EXPECT_TRUE(find(m_bank).same_as(successor));
-  EXPECT_THAT(find_orb("orb")->impl_endpoints(), SizeIs(1));
-  EXPECT_EQ(stored_endpoints(), 1u);
-  EXPECT_EQ(send_to(m_bank)->outcome().kind, Outcome::FORWARD);
-}
-
-TEST_F(ActiveEndpointTest, AStateForADestroyedEndpointIsRefused) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  endpoint.destroy();
-  EXPECT_EQ(minor_of<CORBA::OBJECT_NOT_EXIST>([&] { run(endpoint, m_bank); }), 0x515A0C05u);
-  EXPECT_EQ(stored_endpoints(), 0u);
-}
-
-TEST_F(ActiveEndpointTest, ClearingThoseWhoWaitGivesEachTheExceptionInOrder) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  const auto first = send_to(m_bank);
-  const auto second = send_to(m_bank);
-  endpoint.clear_pending_requests(CORBA::TRANSIENT(0x515A0C04, CORBA::COMPLETED_NO));
-  EXPECT_EQ(first->outcome().minor, 0x515A0C04u);
-  EXPECT_EQ(second->outcome().minor, 0x515A0C04u);
-  EXPECT_LT(first->outcome().sequence, second->outcome().sequence);
-  EXPECT_EQ(endpoint.number_of_pending_requests(), 0u);
-  EXPECT_FALSE(find(m_bank).is_null());
-}
-
-TEST_F(ActiveEndpointTest, AnEndOtherThanDestructionIsToldToLatecomers) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  const auto interceptor = interceptor_of(key_of(m_bank));
-  EXPECT_TRUE(endpoint.destroy_unless_running(CORBA::OBJECT_NOT_EXIST(0x515A0C06, CORBA::COMPLETED_NO)));
-  FakeRequest late(key_of(m_bank));
-  late.give_to(interceptor);
-  EXPECT_EQ(late.outcome().exception, "OBJECT_NOT_EXIST");
-  EXPECT_EQ(late.outcome().minor, 0x515A0C06u);
-}
-
-TEST_F(ActiveEndpointTest, AFailedActivationDoesNotEndAPoaThatRunsMeanwhile) {
-  start();
-  ActiveEndpoint endpoint = idle_endpoint(m_bank);
-  run(endpoint, m_bank);
-  EXPECT_FALSE(endpoint.destroy_unless_running(CORBA::TRANSIENT(0x515A0C04, CORBA::COMPLETED_NO)));
-  EXPECT_EQ(send_to(m_bank)->outcome().kind, Outcome::FORWARD);
-}
-
 TEST_F(ActiveEndpointTest, AnOldMirrorDoesNotStopARegistration) {
   start();
   ActiveEndpoint lost = idle_endpoint(m_bank, "first");
@@ -319,7 +85,6 @@ TEST_F(ActiveEndpointTest, AnOldMirrorDoesNotStopARegistration) {
     lost.destroy();
   }
   ASSERT_EQ(stored_endpoints(), 1u);
-  EXPECT_THAT(log().events(47), SizeIs(1));
   registry().find(*id_of(m_bank)).orb_name("second");
   ActiveEndpoint endpoint = idle_endpoint(m_bank, "second");
   ASSERT_THAT(log().events(62), SizeIs(1));
@@ -379,7 +144,7 @@ TEST_F(ActiveEndpointTest, AnInterceptorThatCannotBeRegisteredEndsTheConstructio
   ASSERT_THAT(log().events(64), SizeIs(1));
   EXPECT_EQ(log().events(64)[0].priority, 32u);
   EXPECT_EQ(log().events(64)[0].parameters[0], "Bank");
-  EXPECT_THAT(log().events(64)[0].parameters[1], testing::HasSubstr("BAD_INV_ORDER"));
+  EXPECT_THAT(log().events(64)[0].parameters[1], HasSubstr("BAD_INV_ORDER"));
   EXPECT_TRUE(find_orb("orb").is_null());
   EXPECT_EQ(stored_endpoints(), 0u);
   EXPECT_EQ(stored_orbs(), 0u);
@@ -431,15 +196,22 @@ TEST_F(ActiveEndpointTest, IsRestoredWhenTheRepositoryHasLostItsEntry) {
   EXPECT_EQ(send_to(m_bank)->outcome().kind, Outcome::FORWARD);
 }
 
-TEST_F(ActiveEndpointTest, RequestsThatStillWaitWhenTheDaemonStopsAreAnswered) {
+TEST_F(ActiveEndpointTest, ReportsNameThePoaInFull) {
   start();
-  idle_endpoint(m_bank);
-  const auto request = send_to(m_bank);
+  const Names accounts{"Bank", "Accounts"};
+  add_entry(accounts, "orb");
+  idle_endpoint(accounts);
   stop();
-  EXPECT_EQ(request->outcome().exception, "TRANSIENT");
-  EXPECT_EQ(request->outcome().minor, 0x515A0C03u);
+  log().clear();
   start();
-  EXPECT_FALSE(find(m_bank).is_null());
+  ActiveEndpoint endpoint = find(accounts);
+  EXPECT_FALSE(endpoint.validate());
+  endpoint.destroy();
+  endpoint.destroy();
+  for (const unsigned id : {31, 42, 30, 46}) {
+    ASSERT_FALSE(log().events(id).empty()) << id;
+    EXPECT_THAT(log().events(id)[0].parameters, ElementsAre("Bank/Accounts")) << id;
+  }
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ class FakeRequest::State {
     const std::lock_guard lock(m_mutex);
     m_outcome.callbacks.emplace_back(operation);
     m_outcome.sequence = ++sequence;
+    m_outcome.thread = std::this_thread::get_id();
   }
   Outcome outcome() const {
     const std::lock_guard lock(m_mutex);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/base/ref_count_handle.h"
@@ -26,6 +27,7 @@ struct Outcome {
   unsigned outcomes = 0;               // how often one was set
   std::vector<std::string> callbacks;  // in their order
   unsigned sequence = 0;               // among the answers of all requests of the test, from 1
+  std::thread::id thread;              // that answered
 };
 
 // One request, of either kind. Keeps its own octets.
