@@ -7,6 +7,7 @@
 #include "platform/base/qz_string.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
 #include "tests/support/loopback.h"
+#include "tests/unit/poa_locator/event_catalogue.h"
 
 std::vector<support::Event> PluginEvents::events() const {
   auto all = m_log.events();
@@ -32,6 +33,14 @@ PluginFixture::PluginFixture() : m_store_file(m_dir.file("state.db")), m_events(
 
 PluginFixture::~PluginFixture() {
   stop();
+  // Whatever a test is about, the plug-in reports nothing but its messages, each as operators know it.
+  for (const support::Event& event : m_events.all()) {
+    if (event.subsystem == support::PLUGIN) {
+      expect_known(event);
+    } else {
+      EXPECT_THAT(event.subsystem, testing::AnyOf("QZ_HOST", "QZ_FRONT_DOOR")) << event.message;
+    }
+  }
 }
 
 void PluginFixture::configure_process(const std::string& name, const std::vector<std::string>& orb_names) {

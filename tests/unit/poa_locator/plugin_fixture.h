@@ -27,6 +27,8 @@ class PluginEvents {
   std::vector<support::Event> events() const;
   // In the order in which they were reported.
   std::vector<support::Event> events(unsigned id) const;
+  // Those of the host as well, from the start.
+  std::vector<support::Event> all() const { return m_log.events(); }
   void clear() { m_cleared = m_log.events().size(); }
 
  private:

@@ -1,20 +1,14 @@
-// The plug-in's life, and what its core builds.
+// The plug-in as the host sees it, from its library's loading on.
 #include <gmock/gmock.h>
-
-#include <thread>
 
 #include "platform/base/plugin_manager.h"
 #include "platform/base/qz_shlib_init.h"
-#include "platform/orb/vendor_policy.h"
-#include "poa_locator/plugin/gate_pass.h"
 #include "poa_locator/plugin/poa_loc_pi.h"
 #include "tests/unit/poa_locator/active_fixture.h"
 
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 class RecordingSupervisor : public virtual QZ_AppServices::ServiceControlManager,
                             public QZ_CORBA::RefCountedLocalObject {
@@ -39,12 +33,18 @@ class PluginTest : public ActiveFixture {
   void initialize() {
     plug_in().initialize(m_supervisor.get(), &host().locator(), host().parent_poa_nc(), session_manager());
   }
-  QZ_LocatorInternal::OALocatorRegistry_var host_locators() { return host().locator().oa_locator_registry(); }
 
   const RefCountHandle<RecordingSupervisor> m_supervisor{new RecordingSupervisor};
 };
 
 TEST_F(PluginTest, LoadingTheLibraryAnnouncesThePlugIn) {
+  EXPECT_STREQ(CORBA::String_var(plug_in().name()), "poa_locator");
+}
+
+TEST_F(PluginTest, ItsNameIsANewCopyEachTimeAndItsTypeIsAlwaysOne) {
+  EXPECT_EQ(plug_in().type(), 1);
+  start_host();
+  initialize();
   EXPECT_EQ(plug_in().type(), 1);
   const CORBA::String_var first = plug_in().name();
   const CORBA::String_var second = plug_in().name();
@@ -74,8 +74,12 @@ TEST_F(PluginTest, TheLibraryDeclaresWhatItIsAndNeeds) {
                                  "qz_pss", "qz_ots", "qz_poa", "qz_bram", "qz_kolm"));
 }
 
-TEST_F(PluginTest, CleanupBeforeInitializeDoesNothing) {
+TEST_F(PluginTest, CleanupBeforeInitializeOnlyReports) {
   EXPECT_NO_THROW(plug_in().cleanup());
+  m_supervisor->_qz_add_ref();
+  plug_in().m_service_control_manager = m_supervisor.get();
+  plug_in().cleanup();
+  EXPECT_THAT(m_supervisor->m_codes, ElementsAre(3));
   EXPECT_THROW(plug_in().validate_persistent_data(), CORBA::BAD_INV_ORDER);
 }
 
@@ -87,8 +91,15 @@ TEST_F(PluginTest, ReportsEveryStepOfItsLife) {
   EXPECT_THAT(m_supervisor->m_codes, ElementsAre(0, 0));
   plug_in().cleanup();
   EXPECT_THAT(m_supervisor->m_codes, ElementsAre(0, 0, 3));
+}
+
+TEST_F(PluginTest, ASecondCleanupOnlyReports) {
+  start_host();
+  initialize();
   plug_in().cleanup();
-  EXPECT_THAT(m_supervisor->m_codes, ElementsAre(0, 0, 3, 3));
+  EXPECT_EQ(plug_in().m_locator_impl, nullptr);
+  plug_in().cleanup();
+  EXPECT_THAT(m_supervisor->m_codes, ElementsAre(0, 3, 3));
 }
 
 TEST_F(PluginTest, ValidationReportsItsProgressForEachEndpoint) {
@@ -130,6 +141,37 @@ TEST_F(PluginTest, AFailedInitializationLeavesNothingAndCleanupOnlyReports) {
   EXPECT_NO_THROW(initialize());
 }
 
+// A host whose ORB has no initial references but the standard's own.
+class BareHost : public virtual QZ_LocatorInternal::Locator, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  explicit BareHost(CORBA::ORB_ptr orb) : m_orb(CORBA::ORB::_duplicate(orb)) {}
+  CORBA::ORB_ptr _qz_get_orb() override { return CORBA::ORB::_duplicate(m_orb); }
+  char* domain_name() override { return CORBA::string_dup("bare"); }
+  QZ_IMRInternal::IMR_ptr imr() override { throw CORBA::NO_IMPLEMENT(); }
+  QZ_LocatorInternal::ActiveORBRegistry_ptr active_orb_registry() override { throw CORBA::NO_IMPLEMENT(); }
+  QZ_LocatorInternal::ActiveProcessRegistry_ptr active_process_registry() override { throw CORBA::NO_IMPLEMENT(); }
+  QZ_LocatorInternal::OALocatorRegistry_ptr oa_locator_registry() override { throw CORBA::NO_IMPLEMENT(); }
+  void make_known(const char*, CORBA::Object_ptr, CORBA::Long) override { throw CORBA::NO_IMPLEMENT(); }
+
+ private:
+  const CORBA::ORB_var m_orb;
+};
+
+TEST_F(PluginTest, AMissingInitialReferenceFailsTheStart) {
+  int argc = 0;
+  const CORBA::ORB_var orb = CORBA::ORB_init(argc, nullptr);
+  const QZ_LocatorInternal::Locator_var bare = new BareHost(orb);
+  EXPECT_THROW(POALocatorImpl(m_supervisor.get(), bare, PortableServer::POA::_nil(), QZ_PSS::SessionManager::_nil()),
+               CORBA::ORB::InvalidName);
+  EXPECT_THROW(
+      plug_in().initialize(m_supervisor.get(), bare, PortableServer::POA::_nil(), QZ_PSS::SessionManager::_nil()),
+      CORBA::ORB::InvalidName);
+  EXPECT_EQ(plug_in().m_locator_impl, nullptr);
+  plug_in().cleanup();
+  EXPECT_THAT(m_supervisor->m_codes, ElementsAre(0, 3));
+  orb->destroy();
+}
+
 TEST_F(PluginTest, AFailureAtTheEndOfTheStartUndoesWhatWasDone) {
   start();
   add({"Bank"}, "orb");
@@ -155,133 +197,6 @@ TEST_F(PluginTest, AFailureAtTheEndOfTheStartUndoesWhatWasDone) {
   taken->destroy();
   EXPECT_NO_THROW(initialize());
   EXPECT_EQ(table->number_of_entries(), 1u);
-}
-
-TEST_F(PluginTest, TheCoreIsKnownToTheHostUnderItsName) {
-  start();
-  EXPECT_STREQ(CORBA::String_var(core().name()), "POALocator");
-  EXPECT_THROW(host_locators()->register_locator("POALocator", &core()), CORBA::BAD_PARAM);
-  core().impl_shutdown();
-  EXPECT_NO_THROW(host_locators()->register_locator("POALocator", &core()));
-  host_locators()->unregister_locator("POALocator");
-}
-
-TEST_F(PluginTest, TheCoresPoaIsACalledPOALocatorWithTheParentsManager) {
-  start();
-  EXPECT_STREQ(CORBA::String_var(core().impl_poa_nc()->the_name()), "POALocator");
-  const PortableServer::POAManager_var own = core().impl_poa_nc()->the_POAManager();
-  const PortableServer::POAManager_var parents = host().parent_poa_nc()->the_POAManager();
-  EXPECT_EQ(own->get_state(), parents->get_state());
-  parents->hold_requests(false);
-  EXPECT_EQ(own->get_state(), PortableServer::POAManager::HOLDING);
-  parents->activate();
-}
-
-TEST_F(PluginTest, TheCoresPoaHasSevenPoliciesInOrder) {
-  start_host();
-  const CORBA::PolicyList policies = POALocatorImpl::poa_policies(orb());
-  std::vector<CORBA::PolicyType> types;
-  for (CORBA::ULong i = 0; i < policies.length(); ++i) types.push_back(policies[i]->policy_type());
-  EXPECT_THAT(types, ElementsAre(PortableServer::LIFESPAN_POLICY_ID, PortableServer::ID_ASSIGNMENT_POLICY_ID,
-                                 PortableServer::SERVANT_RETENTION_POLICY_ID, PortableServer::THREAD_POLICY_ID,
-                                 0x515A5F42u, 0x515A5F50u, 36u));
-  const auto value = [&](CORBA::ULong i) {
-    const CORBA::Policy_ptr policy = policies[i];
-    return dynamic_cast<QZ_PortableServer::VendorPolicy&>(*policy).value();
-  };
-  const char* scope = nullptr;
-  CORBA::Any scope_value = value(4);
-  ASSERT_TRUE(scope_value >>= scope);
-  EXPECT_STREQ(scope, "plugins:locator");
-  QZ_PortableServer::PersistenceModePolicyValue mode{};
-  CORBA::Any mode_value = value(5);
-  ASSERT_TRUE(mode_value >>= mode);
-  EXPECT_EQ(static_cast<int>(mode), 0);
-  CORBA::UShort firewall = 1;
-  CORBA::Any firewall_value = value(6);
-  ASSERT_TRUE(firewall_value >>= firewall);
-  EXPECT_EQ(firewall, 0u);
-}
-
-TEST_F(PluginTest, RestoresOrbsBeforeEndpoints) {
-  start();
-  add({"A"}, "first");
-  add({"B"}, "second");
-  stop();
-  log().clear();
-  start();
-  std::vector<unsigned> ids;
-  for (const support::Event& event : log().events()) ids.push_back(event.id);
-  EXPECT_THAT(ids, ElementsAre(39u, 39u, 31u, 31u));
-}
-
-TEST_F(PluginTest, ShutdownWithdrawsItFromTheHostAndLeavesItsState) {
-  start();
-  add({"Runs"}, "orb");
-  endpoints().create(core(), *id_of({"Idle"}), "orb");
-  core().impl_shutdown();
-  EXPECT_TRUE(CORBA::is_nil(interceptor_of(key_of({"Nobody's"}))));
-  EXPECT_EQ(endpoints().number_of_entries(), 2u);
-  core().impl_validate_persistent_data();
-  EXPECT_EQ(endpoints().number_of_entries(), 1u);
-  EXPECT_EQ(orbs().number_of_entries(), 1u);
-  core().impl_shutdown();
-}
-
-TEST_F(PluginTest, TheEndOfTheCoreLeavesNothingWithTheHost) {
-  start();
-  add({"Bank"}, "orb");
-  const std::string key = key_of({"Bank"});
-  stop_host();
-  core().impl_shutdown();
-  m_core = {};
-  EXPECT_TRUE(CORBA::is_nil(interceptor_of(key)));
-  const QZ_LocatorInternal::ActiveORBRegistry_var table = host().locator().active_orb_registry();
-  EXPECT_EQ(table->number_of_entries(), 0u);
-  PortableServer::POA_var poa;
-  EXPECT_THROW(poa = host().parent_poa_nc()->find_POA("POALocator", false), PortableServer::POA::AdapterNonExistent);
-}
-
-TEST_F(PluginTest, TheCoreEndsOnlyWhenNobodyIsInsideAnyMore) {
-  start();
-  const std::shared_ptr<Gate> gate = core().impl_gate();
-  auto inside = std::make_unique<GatePass>(gate);
-  ASSERT_TRUE(*inside);
-  stop_host();
-  core().impl_shutdown();
-  std::atomic<bool> ended{false};
-  std::jthread end([&] {
-    m_core = {};
-    ended = true;
-  });
-  ASSERT_TRUE(support::wait_until([&] { return !GatePass(gate); }));
-  EXPECT_FALSE(ended);
-  inside.reset();
-  end.join();
-  EXPECT_TRUE(ended);
-}
-
-TEST_F(PluginTest, GivesItsServices) {
-  start();
-  EXPECT_FALSE(CORBA::is_nil(core().impl_service_control_manager_nc()));
-  EXPECT_FALSE(CORBA::is_nil(core().impl_locator_nc()));
-  EXPECT_FALSE(CORBA::is_nil(core().impl_event_log()));
-  EXPECT_FALSE(CORBA::is_nil(core().impl_session_manager_nc()));
-  EXPECT_FALSE(CORBA::is_nil(core().impl_poa_current_nc()));
-  EXPECT_FALSE(CORBA::is_nil(core().impl_tx_current_nc()));
-  EXPECT_FALSE(CORBA::is_nil(core().impl_config_nc()));
-  EXPECT_STREQ(CORBA::String_var(core().impl_poa_active_orb_poa_nc()->the_name()), "QZ_POALocatorAdmin::POAActiveORB");
-  EXPECT_STREQ(CORBA::String_var(core().impl_active_endpoint_poa_nc()->the_name()), "QZ_POALocatorAdmin::ActivePOA");
-  EXPECT_EQ(core().impl_probe_time_limit(), 2000u);
-  EXPECT_EQ(core().impl_activate_time_limit(), 30000u);
-}
-
-TEST_F(PluginTest, TakesItsTimeLimitsFromTheConfiguration) {
-  config().set("orb_endpoint", "probe_time_limit", "0.25");
-  config().set("orb_endpoint", "activate_time_limit", "7");
-  start();
-  EXPECT_EQ(core().impl_probe_time_limit(), 250u);
-  EXPECT_EQ(core().impl_activate_time_limit(), 7000u);
 }
 
 }  // namespace
