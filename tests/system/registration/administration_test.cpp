@@ -78,13 +78,20 @@ TEST_F(AdministrationTest, ArgumentsOfNewEntriesAreChecked) {
   const POA_var root = repository()->root_namespace();
   expect_minor<CORBA::BAD_PARAM>(0, [&] { POA_var(root->add("", true, true, "server")); });
   expect_minor<CORBA::BAD_PARAM>(4, [&] { POA_var(root->add("Space", false, true, "server")); });
+}
+
+TEST_F(AdministrationTest, AddOfAnExistingNameCarriesItsFullName) {
+  const POA_var root = repository()->root_namespace();
   const POA_var space = root->add("Space", false, true, "");
-  const auto refusal =
-      raised_by<QZ_POAIMRAdmin::POAAlreadyRegistered>([&] { POA_var(root->add("Space", true, true, "")); });
-  ASSERT_TRUE(refusal);
-  ASSERT_EQ(refusal->name.length(), 1U);
-  EXPECT_STREQ(refusal->name[0], "Space");
+  const POA_var bank = space->add("Bank", true, true, "server");
   EXPECT_TRUE(m_locator.log().wait_for(7, {"Space"}));
+  const auto refusal =
+      raised_by<QZ_POAIMRAdmin::POAAlreadyRegistered>([&] { POA_var(space->add("Bank", false, true, "")); });
+  ASSERT_TRUE(refusal);
+  ASSERT_EQ(refusal->name.length(), 2U);
+  EXPECT_STREQ(refusal->name[0], "Space");
+  EXPECT_STREQ(refusal->name[1], "Bank");
+  EXPECT_EQ(text(bank->orb_name()), "server");
 }
 
 TEST_F(AdministrationTest, DestroyedEntryTakesItsChildrenWithItAndIsGoneForItsHolders) {
@@ -126,6 +133,37 @@ TEST_F(AdministrationTest, DestroyedActivePoaAndOrbAreInactive) {
   expect_minor<CORBA::OBJECT_NOT_EXIST>(7, [&] { CORBA::String_var(orb->name()); });
   // The server may register again.
   EXPECT_EQ(m_server.add("Bank"), 2U);
+}
+
+// Whether the object refuses the operation without arguments as one that it does not have.
+bool refuses(CORBA::Object_ptr object, const char* operation) {
+  CORBA::Request_var request = object->_request(operation);
+  request->set_return_type(CORBA::_tc_void);
+  request->invoke();
+  return dynamic_cast<CORBA::BAD_OPERATION*>(request->env()->exception()) != nullptr;
+}
+
+TEST_F(AdministrationTest, OperationsThatAnInterfaceDoesNotHaveAreNotDispatched) {
+  m_server.add("Bank");
+  const POA_var poa = repository()->find(full_name("Bank"));
+  const ActivePOA_var active_poa = active()->find(full_name("Bank"));
+  const QZ_POALocatorAdmin::POAActiveORB_var orb = active_poa->orb();
+  for (const char* operation : {"_get_children", "_get_parent", "_get_destroy", "_set_id", "_set_name",
+                                "_set_full_name", "_set_persistent", "full_name", "find"})
+    EXPECT_TRUE(refuses(poa, operation)) << operation;
+  for (const char* operation : {"_set_root_namespace", "_get_find", "root_namespace", "children"})
+    EXPECT_TRUE(refuses(repository(), operation)) << operation;
+  for (const char* operation : {"_set_id", "_set_name", "_set_full_name", "_set_poa_info", "_set_orb", "_get_destroy"})
+    EXPECT_TRUE(refuses(active_poa, operation)) << operation;
+  for (const char* operation : {"_get_list", "_get_number_of_entries", "list_in_orb_name"})
+    EXPECT_TRUE(refuses(active(), operation)) << operation;
+  for (const char* operation : {"_set_name", "_set_orb_info", "_set_process", "_set_poa_list", "poa_list"})
+    EXPECT_TRUE(refuses(orb, operation)) << operation;
+  // What they do have is not refused, and nothing above has done any harm.
+  EXPECT_FALSE(refuses(poa, "_get_name"));
+  EXPECT_FALSE(refuses(orb, "_get_name"));
+  EXPECT_EQ(text(poa->name()), "Bank");
+  EXPECT_EQ(active()->number_of_entries(), 1U);
 }
 
 TEST_F(AdministrationTest, ObserversAreNotSupported) {
