@@ -17,9 +17,9 @@ class ActiveEndpointMirror {
   bool create(const char* orb_name);
   // Nil references: the POA does not run. CosPersistentState::NotFound when there is no record.
   void update(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state, CORBA::Object_ptr prototype);
-  // CosPersistentState::NotFound when there is no record.
   // Whether the store says that there is none.
   bool is_missing();
+  // CosPersistentState::NotFound when there is no record.
   void destroy();
 
   // Removes the records of all ids in one transaction; says for each whether there was one.
