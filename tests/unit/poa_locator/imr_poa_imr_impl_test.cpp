@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <functional>
+
 #include "tests/unit/poa_locator/plugin_fixture.h"
 
 namespace {
@@ -106,6 +108,25 @@ TEST_F(OrbDestructionHook, ForcedDestructionDetachesTheEntries) {
   EXPECT_TRUE(registry().find(*fqpn_of({"P", "Q"})).persistent());
   EXPECT_THAT(registry().list_in_orb("orb"), IsEmpty());
   EXPECT_THAT(log().events(), IsEmpty());
+}
+
+TEST_F(OrbDestructionHook, ForcedDestructionChangesNothingButTheOrbNames) {
+  registry().find(*fqpn_of({"P", "R"})).allow_dynamic_registration(false);
+  registry().find(*fqpn_of({"P", "R"})).creation_seq_nbr(3);
+  // Everything of an entry and of those below it, but its ORB.
+  const std::function<Names(const Endpoint&)> snapshot = [&](const Endpoint& entry) {
+    Names all{octets(entry.id()) + entry.name() + (entry.persistent() ? "p" : "t") +
+              (entry.allow_dynamic_registration() ? "+" : "-") + std::to_string(entry.creation_seq_nbr())};
+    for (const Endpoint& child : entry.children()) {
+      const Names below = snapshot(child);
+      all.insert(all.end(), below.begin(), below.end());
+    }
+    return all;
+  };
+  const Names before = snapshot(registry().root());
+  pre_destroy("orb", QZ_LocationCommon::DESTROY_FORCE);
+  EXPECT_EQ(before.size(), 5u);
+  EXPECT_EQ(snapshot(registry().root()), before);
 }
 
 TEST_F(OrbDestructionHook, DeepDestructionDeletesTheEntriesWithTheirSubtrees) {
