@@ -29,12 +29,9 @@ constexpr CORBA::ULong MINOR_ENDPOINT_UNKNOWN = 0x515A0C01;  // the same in an e
 // INTERNAL
 constexpr CORBA::ULong MINOR_NO_PROCESS_RECORD = 0x515A0C04;  // the host's process record could not be joined
 
-// BAD_INV_ORDER
-constexpr CORBA::ULong MINOR_ACTIVATOR_LIVES = 0x515A0C00;  // another activator of that ORB answers
-
 // BAD_PARAM
 constexpr CORBA::ULong MINOR_NIL_REFERENCE = 0x515A0C05;  // a registration without the references that it is about
-constexpr CORBA::ULong MINOR_BAD_NAME = 0x515A0C06;       // no endpoint id of this domain, or an empty ORB name
+constexpr CORBA::ULong MINOR_BAD_NAME = 0x515A0C06;       // no POA of this domain, or an empty ORB name
 
 // NO_IMPLEMENT
 constexpr CORBA::ULong MINOR_REGISTER_OBSERVER = 0x515A0C03;

@@ -33,10 +33,13 @@ struct ExternalEndpointRegistryImpl::Registration {
   const QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state;
 
  private:
-  // Octet for octet as this locator writes it: any other spelling would be a second POA of the same name.
+  // Octet for octet as this locator writes it: any other spelling would be a second POA of the same name. No POA of a
+  // server has an empty name, and an administrator could not tell such names apart.
   bool names_a_poa() const {
     try {
       const QZ_POAIMRAdmin::FullyQualifiedName_var names = EndpointIdUtils::id_to_fqpn(id);
+      for (CORBA::ULong i = 0; i < names->length(); ++i)
+        if (*names.in()[i] == '\0') return false;
       const CORBA::OctetSeq_var canonical = EndpointIdUtils::id_from_fqpn(names);
       return names->length() != 0 && QZ_Cxx_OctetSeqEqual<CORBA::OctetSeq>()(canonical, id);
     } catch (const CORBA::INV_OBJREF&) {

@@ -203,6 +203,9 @@ TEST_F(EndpointRegistrationTest, IdsThatNameNoPoaOfThisDomainAreRefused) {
   refused(octet_seq(id.substr(0, id.size() - 1)));
   refused(*raw_id("Bank"));
   refused(*raw_id(std::string(1, '\0')));
+  refused(*id_of({"", "Bank"}));
+  refused(*id_of({"Bank", ""}));
+  refused(*id_of({"Bank", "", "Accounts"}));
   std::string foreign = id;
   foreign[foreign.find(DOMAIN_NAME)] = 'T';
   refused(octet_seq(foreign));
@@ -224,6 +227,7 @@ TEST_F(EndpointRegistrationTest, AFailureAfterTheEndpointWasMadeDestroysItAgain)
     const StoreFault fault(store_file());
     EXPECT_THROW(add(m_bank, "orb", state), CORBA::SystemException);
   }
+  EXPECT_THAT(log().events(4), IsEmpty());
   EXPECT_TRUE(find(m_bank).is_null());
   EXPECT_TRUE(find_orb("orb").is_null());
   EXPECT_STREQ(CORBA::String_var(interceptor_of(key_of(m_bank))->name()), "POALocation");
