@@ -2,14 +2,15 @@
 // server ORB and refuses, detaches the ORB's POAs or deletes them. Owns the endpoint registry and the servants of the
 // repository's administration.
 //
-// Called by the host on any thread. Owned by the core, which deletes it; the host has let go of it by then, because
-// the destructor unregisters it first.
+// Called by the host on any thread, also when the core has gone: name, process_pre_destroy and destroy are what they
+// were, everything else is TRANSIENT 0x515A0C03 then.
 #pragma once
 
 #include <qz_imr_internal.hh>
 
 #include <memory>
 
+#include "platform/base/gate.h"
 #include "platform/base/qz_string.h"
 #include "platform/orb/ref_counted_local_object.h"
 #include "poa_locator/servants/servant_poa.h"
@@ -46,6 +47,8 @@ class POAIMRImpl : public virtual QZ_IMRInternal::POARepository, public QZ_CORBA
   EndpointRegistry& impl_endpoint_registry() { return *m_endpoint_registry; }
   // Not duplicated.
   PortableServer::POA_ptr impl_endpoint_poa_nc();
+  // Unregisters it and ends its parts: the registry and the servants. When nobody is inside the core any more.
+  void impl_close() noexcept;
 
  private:
   void impl_orb_pre_destroy(QZ_IMRInternal::ORB_ptr orb);
@@ -53,9 +56,10 @@ class POAIMRImpl : public virtual QZ_IMRInternal::POARepository, public QZ_CORBA
   void impl_orb_pre_deep_destroy(QZ_IMRInternal::ORB_ptr orb);
 
   const QZ_String m_name;
-  const QZ_IMRInternal::OAIMRRegistry_var m_registry;
-  const std::unique_ptr<EndpointRegistry> m_endpoint_registry;
+  const std::shared_ptr<Gate> m_gate;
+  QZ_IMRInternal::OAIMRRegistry_var m_registry;  // nil: registered nowhere
+  std::unique_ptr<EndpointRegistry> m_endpoint_registry;
   // Behind the registry that they use: closed before it goes.
-  const OwnedServant<ExternalPOARegistryImpl> m_ext_poa_registry;
-  const OwnedServant<ExternalPOAImpl> m_ext_poa;
+  OwnedServant<ExternalPOARegistryImpl> m_ext_poa_registry;
+  OwnedServant<ExternalPOAImpl> m_ext_poa;
 };

@@ -80,7 +80,7 @@ void POALocatorImpl::start(PortableServer::POA_ptr parent_poa) {
 
   const QZ_IMRInternal::IMR_var imr = m_locator->imr();
   const QZ_IMRInternal::OAIMRRegistry_var imr_registry = imr->oa_imr_registry();
-  m_poa_imr = std::make_unique<POAIMRImpl>(*this, imr_registry);
+  m_poa_imr.reset(new POAIMRImpl(*this, imr_registry));
 
   // ORBs first: endpoints refer to them.
   const QZ_LocatorInternal::ActiveORBRegistry_var orb_registry = m_locator->active_orb_registry();

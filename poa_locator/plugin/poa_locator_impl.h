@@ -102,7 +102,7 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
   QZ_Logging::EventLog_var m_event_log;
   bool m_registered = false;  // with the host locator
   QZ_Binding::ServerBinding_var m_server_binding;
-  std::unique_ptr<POAIMRImpl> m_poa_imr;
+  OwnedServant<POAIMRImpl> m_poa_imr;
   std::unique_ptr<ActiveEndpointRegistry> m_active_endpoint_registry;
   std::unique_ptr<POAActiveORBRegistry> m_poa_active_orb_registry;
   OwnedServant<ExternalActivePOAImpl> m_ext_active_poa;

@@ -29,7 +29,7 @@ class ServantPOA {
   const PortableServer::POA_var m_poa;
 };
 
-// Servant has impl_close(), which destroys its ServantPOA.
+// Servant has impl_close(), which destroys its ServantPOA; or it is counted like a servant and owns some.
 template <class Servant>
 struct ServantCloser {
   void operator()(Servant* servant) const {

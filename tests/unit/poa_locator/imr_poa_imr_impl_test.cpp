@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <thread>
 
+#include "poa_locator/plugin/gate_pass.h"
+#include "tests/support/wait.h"
 #include "tests/unit/poa_locator/plugin_fixture.h"
 
 namespace {
@@ -159,6 +162,86 @@ TEST_F(OrbDestructionHook, CannotBeDestroyedByTheHost) {
     EXPECT_EQ(ex.minor(), 0x515A0C00u);
     EXPECT_EQ(ex.completed(), CORBA::COMPLETED_NO);
   }
+}
+
+class OneEntry : public virtual QZ_IMRInternal::POAEntrySource, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  void rewind() override { m_given = false; }
+  CORBA::Boolean next(QZ_IMRAdmin::POAEntry_out entry) override {
+    entry = new QZ_IMRAdmin::POAEntry;
+    entry->name = *fqpn_of({"Imported"});
+    entry->persistent = true;
+    entry->allow_dynamic_registration = true;
+    return !std::exchange(m_given, true);
+  }
+
+ private:
+  bool m_given = false;
+};
+
+class Listener : public virtual QZ_IMRInternal::ImportListener, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  explicit Listener(std::function<void()> done = [] {}) : m_done(std::move(done)) {}
+
+  CORBA::Boolean entry_done() override {
+    m_done();
+    return true;
+  }
+  void problem(const char*, const char* reason) override { ADD_FAILURE() << reason; }
+
+ private:
+  const std::function<void()> m_done;
+};
+
+TEST_F(OrbDestructionHook, AHostThatAsksWhenTheCoreHasGoneMayAskAgainLater) {
+  const QZ_IMRInternal::POARepository_var repository = QZ_IMRInternal::POARepository::_duplicate(&poa_imr());
+  const QZ_IMRInternal::ORB_var orb_of_host = host().imr().orbs().find("orb");
+  host().stop();
+  core().impl_shutdown();
+  m_core = {};
+  const QZ_IMRInternal::POAEntrySource_var entries = new OneEntry;
+  const QZ_IMRInternal::ImportListener_var listener = new Listener;
+  const auto expect_transient = [](const auto& call) {
+    try {
+      call();
+      ADD_FAILURE() << "no exception";
+    } catch (const CORBA::TRANSIENT& ex) {
+      EXPECT_EQ(ex.minor(), 0x515A0C03u);
+      EXPECT_EQ(ex.completed(), CORBA::COMPLETED_NO);
+    }
+  };
+  expect_transient([&] { repository->orb_pre_destroy(orb_of_host, QZ_LocationCommon::DESTROY_NORMAL); });
+  expect_transient([&] { repository->orb_pre_destroy(orb_of_host, QZ_LocationCommon::DESTROY_DEEP); });
+  expect_transient([&] { repository->number_of_entries(); });
+  expect_transient([&] {
+    CORBA::String_var next;
+    const QZ_IMRAdmin::POAEntryList_var page = repository->list("", 10, next.out());
+  });
+  expect_transient([&] { repository->check(entries, QZ_IMRAdmin::IMPORT_ADD, listener); });
+  expect_transient([&] { repository->write(entries, QZ_IMRAdmin::IMPORT_ADD, listener); });
+  EXPECT_STREQ(CORBA::String_var(repository->name()), "POAIMR");
+  EXPECT_NO_THROW(repository->process_pre_destroy(QZ_IMRInternal::Process::_nil(), QZ_LocationCommon::DESTROY_NORMAL));
+}
+
+TEST_F(OrbDestructionHook, ACallOfTheHostIsFinishedBeforeTheCoreEnds) {
+  const QZ_IMRInternal::POARepository_var repository = QZ_IMRInternal::POARepository::_duplicate(&poa_imr());
+  const std::shared_ptr<Gate> gate = core().impl_gate();
+  host().stop();
+  core().impl_shutdown();
+  std::atomic<bool> ended{false};
+  std::jthread end;
+  const QZ_IMRInternal::POAEntrySource_var entries = new OneEntry;
+  const QZ_IMRInternal::ImportListener_var listener = new Listener([&] {
+    end = std::jthread([&] {
+      m_core = {};
+      ended = true;
+    });
+    EXPECT_TRUE(support::wait_until([&] { return !GatePass(gate); }));
+    EXPECT_FALSE(ended);
+  });
+  EXPECT_EQ(repository->check(entries, QZ_IMRAdmin::IMPORT_ADD, listener).added, 1u);
+  end.join();
+  EXPECT_TRUE(ended);
 }
 
 }  // namespace
