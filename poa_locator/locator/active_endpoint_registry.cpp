@@ -8,7 +8,9 @@
 #include "platform/pss/statement.h"
 #include "poa_locator/idl/home_configuration.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
-#include "poa_locator/locator/poa_active_orb_impl.h"
+#include "poa_locator/imr/endpoint_registry.h"
+#include "poa_locator/imr/poa_imr_impl.h"
+#include "poa_locator/locator/poa_active_orb_registry.h"
 #include "poa_locator/plugin/event_report.h"
 #include "poa_locator/plugin/minor_codes.h"
 #include "poa_locator/plugin/poa_loc_event_msg.h"
@@ -16,6 +18,18 @@
 
 using QZ_PoaLocatorStore::ActiveEndpointDataRef;
 using QZ_PoaLocatorStore::ActiveEndpointHome;
+
+namespace {
+
+// An id of which the repository knows nothing is left to ActiveEndpoint's constructor.
+bool can_be_activated(POALocatorImpl& locator, const CORBA::OctetSeq& id) {
+  const Endpoint entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
+  if (entry.is_null() || !entry.persistent()) return true;
+  const QZ_String orb_name = entry.orb_name();
+  return !orb_name.empty() && locator.impl_poa_active_orb_registry().can_activate(orb_name.c_str());
+}
+
+}  // namespace
 
 ActiveEndpointRegistry::ActiveEndpointRegistry(POALocatorImpl& locator)
     : m_locator(locator), m_home_type_id(configured_home_type_id<ActiveEndpointHome>(locator.impl_config_nc())) {
@@ -33,6 +47,8 @@ ActiveEndpoint ActiveEndpointRegistry::create(POALocatorImpl& locator, const COR
     QZ_MutexLock creation(m_creation_mutex);
     endpoint = find(id);
     if (!endpoint.is_null()) return endpoint;
+    // The record would be destroyed again at once, and each request for it cost the store four commits.
+    if (!can_be_activated(locator, id)) throw CORBA::TRANSIENT(MINOR_NOT_STARTABLE, CORBA::COMPLETED_NO);
     endpoint = ActiveEndpoint(locator, id);
     put_in_place(endpoint);
   }

@@ -22,8 +22,8 @@ class ActiveEndpointRegistry {
   ActiveEndpointRegistry& operator=(const ActiveEndpointRegistry&) = delete;
 
   // The endpoint of a POA that a request asks for. A new one is activated; when that raises, everyone who waits for it
-  // gets the same exception and the endpoint is destroyed again. Otherwise raises what ActiveEndpoint's constructor
-  // does.
+  // gets the same exception and the endpoint is destroyed again. None is made, and TRANSIENT 0x515A0C00 raised, when
+  // nothing can activate it. Otherwise raises what ActiveEndpoint's constructor does.
   ActiveEndpoint create(POALocatorImpl& locator, const CORBA::OctetSeq& id) EXCLUDES(m_creation_mutex, m_mutex);
   // The endpoint of a POA that a server registers. InvalidOrbName when it belongs to another ORB; otherwise raises what
   // ActiveEndpoint's constructor does.

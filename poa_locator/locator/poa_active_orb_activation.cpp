@@ -81,6 +81,11 @@ void POAActiveORBImpl::impl_activate(ActiveEndpoint& endpoint) {
   }
 }
 
+bool POAActiveORBImpl::impl_can_activate() {
+  QZ_RecursiveMutexLock lock(m_mutex);
+  return m_destroying || !CORBA::is_nil(m_endpoint_activator) || !CORBA::is_nil(m_active_process);
+}
+
 void POAActiveORBImpl::start_process(const CORBA::OctetSeq& id) {
   await_activation(id);
   QZ_String reason;

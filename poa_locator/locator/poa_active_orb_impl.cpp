@@ -30,46 +30,36 @@ QZ_String printable(const CORBA::OctetSeq& id) {
 
 }  // namespace
 
-POAActiveORBImpl::POAActiveORBImpl(POALocatorImpl& locator, const QZ_String& name,
-                                   QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator, bool running)
+POAActiveORBImpl::POAActiveORBImpl(POALocatorImpl& locator, const char* name,
+                                   QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator)
     : m_locator(locator),
       m_gate(locator.impl_gate()),
       m_name(name),
-      m_endpoint_activator(EndpointActivator::_duplicate(endpoint_activator)) {
-  QZ_RecursiveMutexLock lock(m_mutex);
-  impl_construct(running);
-}
-
-POAActiveORBImpl::POAActiveORBImpl(POALocatorImpl& locator, const char* name, bool running)
-    : POAActiveORBImpl(locator, QZ_String(name), EndpointActivator::_nil(), running) {
-  impl_add_to_persistent_store();
-}
-
-POAActiveORBImpl::POAActiveORBImpl(POALocatorImpl& locator, const char* name,
-                                   QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator)
-    : POAActiveORBImpl(locator, QZ_String(name), endpoint_activator, true) {
-  impl_add_to_persistent_store();
-}
+      m_endpoint_activator(EndpointActivator::_duplicate(endpoint_activator)) {}
 
 POAActiveORBImpl::POAActiveORBImpl(POALocatorImpl& locator, QZ_PoaLocatorStore::PoaActiveOrbDataRef& data)
-    : POAActiveORBImpl(locator, data->name(), EndpointActivator_var(data->endpoint_activator()), false) {
+    : POAActiveORBImpl(locator, data->name().c_str(), EndpointActivator_var(data->endpoint_activator())) {
   const QZ_PoaLocatorStore::EndpointIdList endpoints = data->endpoints();
   QZ_RecursiveMutexLock lock(m_mutex);
   for (CORBA::ULong i = 0; i < endpoints.length(); ++i) await_activation(endpoints[i]);
-  report(m_locator.impl_event_log(), POALocEvent::ACTIVE_ORB_LOAD, INFORMATION, ACTIVE_ORB_LOAD_MSG, {impl_name()});
+}
+
+QZ_IMRInternal::ORB_ptr POAActiveORBImpl::impl_imr_orb(POALocatorImpl& locator, const char* name) {
+  const QZ_IMRInternal::IMR_var imr = locator.impl_locator_nc()->imr();
+  const QZ_IMRInternal::ORBRegistry_var orbs = imr->orb_registry();
+  return orbs->find(name);
 }
 
 void POAActiveORBImpl::impl_construct(bool running) {
+  QZ_RecursiveMutexLock lock(m_mutex);
   try {
-    QZ_LocatorInternal::Locator_ptr host = m_locator.impl_locator_nc();
-    const QZ_IMRInternal::IMR_var imr = host->imr();
-    const QZ_IMRInternal::ORBRegistry_var orbs = imr->orb_registry();
-    m_imr_orb = orbs->find(impl_name());
+    m_imr_orb = impl_imr_orb(m_locator, impl_name());
     if (CORBA::is_nil(m_imr_orb)) return;
     const QZ_IMRInternal::Process_var process = m_imr_orb->get_process();
     if (CORBA::is_nil(process)) return;
     const CORBA::String_var process_name = process->name();
-    const QZ_LocatorInternal::ActiveProcessRegistry_var processes = host->active_process_registry();
+    const QZ_LocatorInternal::ActiveProcessRegistry_var processes =
+        m_locator.impl_locator_nc()->active_process_registry();
     QZ_LocatorInternal::ActiveProcess_var active = processes->find(process_name);
     if (CORBA::is_nil(active)) active = processes->create(process, running);
     active->add_orb(this);
@@ -83,12 +73,13 @@ void POAActiveORBImpl::impl_construct(bool running) {
 
 void POAActiveORBImpl::impl_add_to_persistent_store() {
   QZ_RecursiveMutexLock lock(m_mutex);
-  try {
-    write_mirror(m_endpoint_activator);
-  } catch (...) {
-    leave_process();
-    throw;
-  }
+  write_mirror(m_endpoint_activator);
+}
+
+void POAActiveORBImpl::impl_withdraw() {
+  QZ_RecursiveMutexLock lock(m_mutex);
+  leave_process();
+  impl_detach();
 }
 
 void POAActiveORBImpl::write_mirror(QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator) {

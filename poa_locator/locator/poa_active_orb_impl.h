@@ -30,16 +30,21 @@ class POALocatorImpl;
 
 class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public QZ_CORBA::RefCountedLocalObject {
  public:
-  // Each but the last writes the mirror. INTERNAL 0x515A0C04 when the host's process record cannot be joined; nothing
-  // is left behind when one raises.
+  // Nobody knows the record before impl_construct: POAActiveORBRegistry makes it and gives it its place.
 
-  // running: a server of this ORB is registering, so its process is known to be up.
-  POAActiveORBImpl(POALocatorImpl& locator, const char* name, bool running);
-  // A server registers an activator.
+  // endpoint_activator: duplicated; nil for none.
   POAActiveORBImpl(POALocatorImpl& locator, const char* name,
                    QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator);
   // From the mirror.
   POAActiveORBImpl(POALocatorImpl& locator, QZ_PoaLocatorStore::PoaActiveOrbDataRef& data);
+
+  // Joins the host's process record, if a process is configured. running: a server of this ORB is registering, so its
+  // process is known to be up. INTERNAL 0x515A0C04 when it cannot be joined.
+  void impl_construct(bool running);
+  // Writes the mirror.
+  void impl_add_to_persistent_store();
+  // Leaves the process again and takes nobody any more: the record does not get its place.
+  void impl_withdraw();
 
   // QZ_LocatorInternal::ReportingORB
   char* name() override;
@@ -97,6 +102,11 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public
   // server then registers an activator. TRANSIENT 0x515A0C01 when the process cannot be started, 0x515A0C00 when there
   // is neither. Not with the endpoint's mutex held.
   void impl_activate(ActiveEndpoint& endpoint);
+  // False when there is neither. Says nothing of a record that is being destroyed: true.
+  bool impl_can_activate();
+
+  // The host's entry of that ORB; nil when it has none. The caller releases it.
+  static QZ_IMRInternal::ORB_ptr impl_imr_orb(POALocatorImpl& locator, const char* name);
 
   // For callers that need several operations in one piece.
   QZ_RecursiveMutex& impl_mutex() RETURN_CAPABILITY(m_mutex) { return m_mutex; }
@@ -105,10 +115,6 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public
   using EndpointTable = QZ_HashMap<CORBA::OctetSeq, ActiveEndpoint, QZ_Cxx_OctetSeqHash<CORBA::OctetSeq>,
                                    QZ_Cxx_OctetSeqEqual<CORBA::OctetSeq>>;
 
-  POAActiveORBImpl(POALocatorImpl& locator, const QZ_String& name,
-                   QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator, bool running);
-  void impl_construct(bool running) REQUIRES(m_mutex);
-  void impl_add_to_persistent_store();
   void leave_process() REQUIRES(m_mutex);
   void write_mirror(QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator) REQUIRES(m_mutex);
   void replace_activator(QZ_POA_PersistentServer::EndpointActivator_ptr fresh, std::optional<bool> held_answers)

@@ -3,11 +3,14 @@
 #include "platform/pss/result_set.h"
 #include "platform/pss/statement.h"
 #include "poa_locator/idl/home_configuration.h"
+#include "poa_locator/plugin/event_report.h"
 #include "poa_locator/plugin/minor_codes.h"
+#include "poa_locator/plugin/poa_loc_event_msg.h"
 #include "poa_locator/plugin/poa_locator_impl.h"
 
 using QZ_LocatorInternal::ActiveORB_var;
 using QZ_LocatorInternal::ActiveORBList_var;
+using QZ_POA_PersistentServer::EndpointActivator;
 using QZ_PoaLocatorStore::PoaActiveOrbDataRef;
 using QZ_PoaLocatorStore::PoaActiveOrbHome;
 
@@ -47,29 +50,51 @@ POAActiveORBRegistry::Handle POAActiveORBRegistry::find(const char* orb_name) {
 
 POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_create(const char* orb_name, bool running) {
   bool created = false;
-  return find_or_make(orb_name, [&] { return new POAActiveORBImpl(m_locator, orb_name, running); }, created);
+  return find_or_make(orb_name, EndpointActivator::_nil(), running, created);
 }
 
 POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_create(
     const char* orb_name, QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator, bool& created) {
-  return find_or_make(orb_name, [&] { return new POAActiveORBImpl(m_locator, orb_name, endpoint_activator); }, created);
+  return find_or_make(orb_name, endpoint_activator, true, created);
 }
 
-POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_make(const char* orb_name,
-                                                                const std::function<POAActiveORBImpl*()>& make,
-                                                                bool& created) {
+POAActiveORBRegistry::Handle POAActiveORBRegistry::find_or_make(
+    const char* orb_name, QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator, bool running,
+    bool& created) {
   QZ_MutexLock creation(m_creation_mutex);
   Handle orb = find(orb_name);
   created = orb.is_null();
   if (!created) return orb;
-  orb = Handle(make());
+  orb = Handle(new POAActiveORBImpl(m_locator, orb_name, endpoint_activator));
+  put_in_place(*orb, running, false);
+  return orb;
+}
+
+void POAActiveORBRegistry::put_in_place(POAActiveORBImpl& orb, bool running, bool mirrored) {
+  // The process may die at once: its end then finds the record in its place.
+  QZ_RecursiveMutexLock lock(orb.impl_mutex());
+  orb.impl_construct(running);
+  bool written = false;
   try {
-    insert(orb.get());
+    if (!mirrored) orb.impl_add_to_persistent_store();
+    written = !mirrored;
+    insert(&orb);
   } catch (...) {
-    orb->impl_destroy();
+    if (written) orb.impl_destroy_persistent_data();
+    orb.impl_withdraw();
     throw;
   }
-  return orb;
+}
+
+bool POAActiveORBRegistry::can_activate(const char* orb_name) {
+  const Handle orb = find(orb_name);
+  if (!orb.is_null()) return orb->impl_can_activate();
+  try {
+    const QZ_IMRInternal::ORB_var configured = POAActiveORBImpl::impl_imr_orb(m_locator, orb_name);
+    return !CORBA::is_nil(configured) && !CORBA::is_nil(QZ_IMRInternal::Process_var(configured->get_process()));
+  } catch (const CORBA::Exception&) {
+    return true;
+  }
 }
 
 CORBA::ULong POAActiveORBRegistry::number_of_entries() {
@@ -118,6 +143,8 @@ void POAActiveORBRegistry::load() {
     const CORBA::Any_var row = rows->value(1);
     PoaActiveOrbDataRef data = PoaActiveOrbDataRef::from_any(row, association);
     const Handle orb(new POAActiveORBImpl(m_locator, data));
-    m_host_registry->insert(orb.get());
+    put_in_place(*orb, false, true);
+    report(m_locator.impl_event_log(), POALocEvent::ACTIVE_ORB_LOAD, QZ_Logging::INFORMATION, ACTIVE_ORB_LOAD_MSG,
+           {orb->impl_name()});
   }
 }

@@ -5,8 +5,6 @@
 #include <poa_persistent_server.hh>
 #include <qz_locator_internal.hh>
 
-#include <functional>
-
 #include "platform/base/qz_mutex.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
@@ -31,12 +29,16 @@ class POAActiveORBRegistry {
   // Null when there is none, or it is not one of the plug-in's.
   Handle find(const char* orb_name) EXCLUDES(m_mutex);
 
-  // The record of that name, made and inserted when there is none. Raises what the constructor does, and BAD_PARAM when
-  // the name belongs to a record that is not the plug-in's.
+  // The record of that name, made and inserted when there is none. BAD_PARAM when the name belongs to a record that is
+  // not the plug-in's; INTERNAL 0x515A0C04 when the host's process record cannot be joined; what the store raises.
+  // Nothing is left behind then.
   Handle find_or_create(const char* orb_name, bool running) EXCLUDES(m_creation_mutex, m_mutex);
   // The same with an activator for a new record; created says whether it is one.
   Handle find_or_create(const char* orb_name, QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator,
                         bool& created) EXCLUDES(m_creation_mutex, m_mutex);
+
+  // Whether a POA of that ORB can be activated, or could if the ORB had a record. True when the host cannot tell.
+  bool can_activate(const char* orb_name) EXCLUDES(m_mutex);
 
   // Of the host's table.
   CORBA::ULong number_of_entries() EXCLUDES(m_mutex);
@@ -56,8 +58,9 @@ class POAActiveORBRegistry {
   const char* home_type_id() const { return m_home_type_id.c_str(); }
 
  private:
-  Handle find_or_make(const char* orb_name, const std::function<POAActiveORBImpl*()>& make, bool& created)
-      EXCLUDES(m_creation_mutex, m_mutex);
+  Handle find_or_make(const char* orb_name, QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator,
+                      bool running, bool& created) EXCLUDES(m_creation_mutex, m_mutex);
+  void put_in_place(POAActiveORBImpl& orb, bool running, bool mirrored) EXCLUDES(m_mutex);
   Handle own_record(const char* orb_name) REQUIRES(m_mutex);
   static QZ_Vector<Handle> own_records(const QZ_LocatorInternal::ActiveORBList& list);
 

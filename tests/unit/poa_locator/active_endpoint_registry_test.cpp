@@ -81,18 +81,65 @@ TEST_F(ActiveEndpointRegistryTest, SeveralThreadsRegisterOneEndpoint) {
 }
 
 TEST_F(ActiveEndpointRegistryTest, AnActivationThatFailsAtOnceLeavesNothingAndTellsEveryone) {
+  config().add_process({"process", {"/no/such/program"}, {}});
+  config().add_orb("orb", "process");
   start();
-  add_entry(m_bank, "by hand");
+  add_entry(m_bank, "orb");
   const auto first = send_to(m_bank);
   EXPECT_EQ(first->outcome().exception, "TRANSIENT");
-  EXPECT_EQ(first->outcome().minor, 0x515A0C00u);
+  EXPECT_EQ(first->outcome().minor, 0x515A0C01u);
   EXPECT_TRUE(find(m_bank).is_null());
-  EXPECT_TRUE(find_orb("by hand").is_null());
+  EXPECT_TRUE(find_orb("orb").is_null());
   EXPECT_EQ(stored_endpoints(), 0u);
   EXPECT_EQ(stored_orbs(), 0u);
   // And the next one tries again.
-  EXPECT_EQ(send_to(m_bank)->outcome().minor, 0x515A0C00u);
+  EXPECT_EQ(send_to(m_bank)->outcome().minor, 0x515A0C01u);
   EXPECT_THAT(log().events(19), SizeIs(2));
+}
+
+TEST_F(ActiveEndpointRegistryTest, ARequestForAPoaThatNothingCanStartWritesNothing) {
+  configure_living_process("process", {"startable"});
+  start();
+  add_entry(m_bank, "by hand");
+  add_entry({"Nobody's"}, "");
+  add_entry({"Startable"}, "startable");
+  add({"Runs"}, "by hand too");
+  add_entry({"Withdrawn"}, "by hand too");
+  const StoreFault fault(store_file());
+  for (const Names& poa : {m_bank, Names{"Nobody's"}, Names{"Withdrawn"}}) {
+    const auto request = send_to(poa);
+    EXPECT_EQ(request->outcome().exception, "TRANSIENT");
+    EXPECT_EQ(request->outcome().minor, 0x515A0C00u);
+    EXPECT_TRUE(request->outcome().completed_no);
+    EXPECT_TRUE(find(poa).is_null());
+  }
+  EXPECT_THAT(log().events(63), IsEmpty());
+  // The store does refuse what is written.
+  EXPECT_EQ(send_to({"Startable"})->outcome().exception, "PERSIST_STORE");
+}
+
+TEST_F(ActiveEndpointRegistryTest, ARecordThatCannotBeRestoredEndsTheStartAndStaysStored) {
+  start();
+  add(m_bank, "orb");
+  add({"Shop"}, "orb");
+  stop();
+  start_host();
+  // Somebody else has the key prefix of one of them.
+  class Nobody : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORBA::RefCountedLocalObject {
+   public:
+    char* name() override { return CORBA::string_dup("nobody"); }
+    QZ_Binding::ServerRequestInterceptor_ptr next_interceptor() override { return nullptr; }
+    void invoke(QZ_Binding::ServerRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
+    void locate(QZ_Binding::ServerLocateRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
+  };
+  const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
+  const QZ_Binding::ServerBinding_var taken =
+      host().binding_manager().register_interceptor(*id_of({"Shop"}), nobody, QZ_Binding::DISPATCH_WORKER);
+  EXPECT_THROW(start_core(), CORBA::BAD_INV_ORDER);
+  taken->destroy();
+  start_core();
+  EXPECT_TRUE(find(m_bank).is_dynamic_state_set());
+  EXPECT_TRUE(find({"Shop"}).is_dynamic_state_set());
 }
 
 TEST_F(ActiveEndpointRegistryTest, AnUnknownPoaLeavesTheTableAsItIs) {

@@ -209,7 +209,7 @@ TEST_F(ActiveOrbTest, TellsTheHostWhatItIs) {
 
 TEST_F(ActiveOrbTest, WithoutAnEntryOfTheHostItsInformationIsItsName) {
   start();
-  POAActiveORBImpl* made = new POAActiveORBImpl(core(), "stranger", true);
+  POAActiveORBImpl* made = new POAActiveORBImpl(core(), "stranger", nullptr);
   const RefCountHandle<POAActiveORBImpl> orb(made);
   const QZ_LocationCommon::ORBInfo_var info = orb->orb_info();
   EXPECT_STREQ(info->name, "stranger");
