@@ -80,12 +80,18 @@ class ThrowingRequest : public RequestInfoBase {
   std::function<const CORBA::OctetSeq*()> m_object_key = [] { return nullptr; };
   std::string m_exception;  // the name of what was set
   CORBA::ULong m_minor = 0;
+  bool m_completed_no = false;
+  std::function<void()> m_on_exception = [] {};
 
   const CORBA::OctetSeq* object_key() override { return m_object_key(); }
   void set_forward_ior(QZ_IOR::IOR_ptr) override {}
   void set_exception(const CORBA::Exception& ex) override {
     m_exception = ex._name();
-    if (const auto* system = dynamic_cast<const CORBA::SystemException*>(&ex)) m_minor = system->minor();
+    if (const auto* system = dynamic_cast<const CORBA::SystemException*>(&ex)) {
+      m_minor = system->minor();
+      m_completed_no = system->completed() == CORBA::COMPLETED_NO;
+    }
+    m_on_exception();
   }
   std::unique_ptr<RequestInfoBase> copy() const override { return std::make_unique<ThrowingRequest>(*this); }
 };

@@ -1,6 +1,8 @@
 // The two interceptors: the domain's, and that of one endpoint.
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "platform/orb/exception_text.h"
 #include "poa_locator/interceptors/endpoint_interceptor.h"
 #include "poa_locator/interceptors/poa_loc_interceptor.h"
@@ -120,7 +122,47 @@ TEST_F(InterceptorTest, AUserExceptionOnTheWayIsTransient) {
   domain().impl_handle_request(request);
   EXPECT_EQ(request.m_exception, "TRANSIENT");
   EXPECT_EQ(request.m_minor, 0x515A0C05u);
+  EXPECT_TRUE(request.m_completed_no);
   expect_text(19, CosPersistentState::NotFound());
+}
+
+TEST_F(InterceptorTest, AUserExceptionThatAnActiveEndpointLetsOutIsTransient) {
+  start();
+  add(m_bank, "orb");
+  const CORBA::OctetSeq key = octet_seq(key_of(m_bank));
+  unsigned asked = 0;
+  ThrowingRequest request;
+  request.m_object_key = [&]() -> const CORBA::OctetSeq* {
+    if (asked++ != 0) throw CosPersistentState::NotFound();
+    return &key;
+  };
+  domain().impl_handle_request(request);
+  EXPECT_EQ(asked, 2u);
+  EXPECT_EQ(request.m_exception, "TRANSIENT");
+  EXPECT_EQ(request.m_minor, 0x515A0C05u);
+  EXPECT_TRUE(request.m_completed_no);
+}
+
+TEST_F(InterceptorTest, RequestsForANewPoaThatComeAtTheSameTimeMakeOneEndpoint) {
+  start();
+  add_entry(m_bank, "orb");
+  TestActivator* activator = nullptr;
+  const auto reference = make_activator(activator);
+  activator_registry()->add("orb", reference, QZ_POA_PersistentServer::EndpointIdList_var().out());
+  std::vector<std::unique_ptr<FakeRequest>> requests;
+  for (int i = 0; i < 8; ++i) requests.push_back(std::make_unique<FakeRequest>(key_of(m_bank)));
+  const QZ_Binding::ServerRequestInterceptor_var of_domain = interceptor_of(key_of({"Nobody's"}));
+  {
+    std::vector<std::jthread> clients;
+    for (const auto& request : requests) clients.emplace_back([&] { request->give_to(of_domain); });
+  }
+  EXPECT_EQ(endpoints().number_of_entries(), 1u);
+  EXPECT_EQ(stored_endpoints(), 1u);
+  EXPECT_EQ(find(m_bank).number_of_pending_requests(), requests.size());
+  ASSERT_TRUE(support::wait_until([&] { return !activator->calls().empty(); }));
+  EXPECT_THAT(activator->calls(), SizeIs(1));
+  find(m_bank).destroy();
+  for (const auto& request : requests) EXPECT_EQ(request->wait().outcomes, 1u);
 }
 
 TEST_F(InterceptorTest, AnUnknownExceptionOnTheWayIsUnknown) {
@@ -130,6 +172,7 @@ TEST_F(InterceptorTest, AnUnknownExceptionOnTheWayIsUnknown) {
   domain().impl_handle_request(request);
   EXPECT_EQ(request.m_exception, "UNKNOWN");
   EXPECT_EQ(request.m_minor, 0x515A0C00u);
+  EXPECT_TRUE(request.m_completed_no);
   expect_no_params(17);
 }
 
@@ -159,6 +202,7 @@ TEST_F(InterceptorTest, AUserExceptionOfAnEndpointIsUnknownToTheClient) {
   of_running_endpoint()->handle_request(request);
   EXPECT_EQ(request.m_exception, "UNKNOWN");
   EXPECT_EQ(request.m_minor, 0x515A0C01u);
+  EXPECT_TRUE(request.m_completed_no);
   expect_no_params(16);
 }
 
@@ -169,6 +213,7 @@ TEST_F(InterceptorTest, AnyOtherExceptionOfAnEndpointIsUnknownToTheClient) {
   of_running_endpoint()->handle_request(request);
   EXPECT_EQ(request.m_exception, "UNKNOWN");
   EXPECT_EQ(request.m_minor, 0x515A0C01u);
+  EXPECT_TRUE(request.m_completed_no);
   expect_no_params(16);
 }
 
