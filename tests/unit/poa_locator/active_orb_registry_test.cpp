@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/unit/poa_locator/active_orb_test.h"
+#include "tests/unit/poa_locator/foreign_orb.h"
 #include "tests/unit/poa_locator/broken_host.h"
 
 namespace {
@@ -12,20 +13,7 @@ using testing::SizeIs;
 
 TEST_F(ActiveOrbTest, ANameThatIsAnotherObjectAdaptersIsRefused) {
   start();
-  // Another object adapter's record has the name in the host's table.
-  class Foreign : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CORBA::RefCountedLocalObject {
-   public:
-    char* name() override { return CORBA::string_dup("orb"); }
-    QZ_LocationCommon::ORBInfo* orb_info() override { return new QZ_LocationCommon::ORBInfo; }
-    QZ_LocatorInternal::ActiveProcess_ptr process() override { return QZ_LocatorInternal::ActiveProcess::_nil(); }
-    void process_died() override {}
-    QZ_LocatorAdmin::ActiveORB_ptr external_reference() override { return QZ_LocatorAdmin::ActiveORB::_nil(); }
-    CORBA::Boolean validate() override { return true; }
-    CORBA::Boolean probe() override { return true; }
-    CORBA::Boolean registered() override { return true; }
-    void destroy() override {}
-  };
-  const QZ_LocatorInternal::ActiveORB_var foreign = new Foreign;
+  const QZ_LocatorInternal::ActiveORB_var foreign = new ForeignOrb("orb");
   const QZ_LocatorInternal::ActiveORBRegistry_var table = host().locator().active_orb_registry();
   table->insert(foreign);
   EXPECT_TRUE(find_orb("orb").is_null());
