@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "tests/unit/poa_locator/active_orb_test.h"
-#include "tests/unit/poa_locator/foreign_orb.h"
 #include "tests/unit/poa_locator/broken_host.h"
+#include "tests/unit/poa_locator/foreign_orb.h"
 
 namespace {
 
