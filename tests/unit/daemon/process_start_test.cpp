@@ -185,9 +185,12 @@ class WithoutRoot {
 TEST_F(ProcessTest, OnlyRootCanStartOneAsAnotherUser) {
   add_process("bank", {"/bin/true"}, {{"user", "\"root\""}});
   open_and_start();
-  const WithoutRoot restricted;
-  EXPECT_EQ(start_failure("bank"),
-            "\"/bin/true\" cannot run as user \"root\": Operation not permitted (poalocd is not root)");
+  std::string failure;
+  {
+    const WithoutRoot restricted;
+    failure = start_failure("bank");
+  }
+  EXPECT_EQ(failure, "\"/bin/true\" cannot run as user \"root\": Operation not permitted (poalocd is not root)");
   EXPECT_THAT(pids_started(), IsEmpty());
   EXPECT_THAT(events(PROCESS_START_FAILED_EVENT), SizeIs(1));
 }
