@@ -71,6 +71,7 @@ ParseResult parse(BodyReader reader, RequestHeader& header) {
     reader.read_octets(3);  // reserved
     header.key = read_target(reader);
     reader.skip_string();
+    skip_service_contexts(reader);
   } else {
     skip_service_contexts(reader);
     header.request_id = reader.read_ulong();

@@ -28,7 +28,8 @@ struct ParseResult {
 };
 
 // octets: as much of the body of a Request or LocateRequest as is at hand, fragments put together. fragment_starts:
-// where in it the further fragments begin. A Request is read up to and including the operation's name.
+// where in it the further fragments begin. A Request is read up to and including the operation's name and, in
+// GIOP 1.2, the service contexts behind it: what the server could not read must not be forwarded.
 ParseResult parse_request_header(const MessageHeader& message, std::span<const unsigned char> octets,
                                  std::span<const std::uint32_t> fragment_starts, RequestHeader& header);
 

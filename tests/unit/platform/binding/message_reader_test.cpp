@@ -358,12 +358,32 @@ TEST(MessageReader, RefusesAHeaderOverTheLimitAsSoonAsItIsKnown) {
   }
 }
 
+TEST(MessageReader, RefusesServiceContextsThatPointBeyondTheMessage) {
+  for (const std::uint8_t minor : {0, 1, 2}) {
+    for (const std::uint32_t wrong : {0x40u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+      Request r;
+      r.minor = minor;
+      r.operation = "op";
+      r.contexts = 1;
+      const Octets good = request(r);
+      const std::size_t count = minor < 2 ? 12 : good.size() - 17;  // then id, length, five octets
+      for (const std::size_t place : {count, count + 8}) {
+        Octets octets = good;
+        for (std::size_t i = 0; i < 4; ++i) octets[place + i] = static_cast<unsigned char>(wrong >> (8 * i));
+        const auto fault = fault_of(octets);
+        EXPECT_TRUE(fault == MessageFault::REQUEST_HEADER || fault == MessageFault::REQUEST_HEADER_SIZE)
+            << int{minor} << ' ' << wrong << ' ' << (place - count) << ' ' << static_cast<int>(fault);
+      }
+    }
+  }
+}
+
 TEST(MessageReader, TakesAHeaderOfExactlyTheLimit) {
   Request r;
   r.operation = "x";
-  const std::size_t rest = request_body(r).size() - r.key.size() - 4;  // without the service contexts
-  r.key.assign(LIMITS.header_size - rest - 2, 'k');
-  while (request_body(r).size() - 4 > LIMITS.header_size) r.key.pop_back();
+  const std::size_t rest = request_body(r).size() - r.key.size();
+  r.key.assign(LIMITS.header_size - rest, 'k');
+  while (request_body(r).size() > LIMITS.header_size) r.key.pop_back();
   r.body = 1000;
   for (const std::size_t piece : {std::size_t{1}, std::size_t{64}, std::size_t{1} << 20}) {
     expect_request(feed(request(r), piece), r, "pieces of " + std::to_string(piece));
@@ -390,15 +410,16 @@ TEST(MessageReader, RefusesAHeaderThatIsCutOffByTheMessageSize) {
     Request bare = r;
     bare.body = 0;
     const Octets body = request_body(bare);
-    // Behind the operation nothing is read any more.
-    std::size_t needed = body.size();
-    if (!r.locate && r.minor < 2) needed -= 4;
+    // Before GIOP 1.2 nothing is read any more behind the operation.
+    const bool principal = !r.locate && r.minor < 2;
+    const std::size_t needed = body.size() - (principal ? 4 : 0);
     for (std::size_t size = 0; size < needed; ++size) {
       const Octets octets = message(r.minor, r.little_endian, r.locate ? 3 : 0,
                                     Octets(body.begin(), body.begin() + static_cast<std::ptrdiff_t>(size)));
       const auto heard = feed(octets, 11);
       ASSERT_EQ(heard.size(), 1u) << name_of(r) << " of " << size;
       if (heard[0].kind == Kind::REQUEST) {
+        EXPECT_TRUE(principal && size + 4 > needed) << "no padding, " << name_of(r) << " of " << size;
         EXPECT_EQ(heard[0].key, r.key) << name_of(r) << " of " << size;
       } else {
         EXPECT_EQ(heard[0].fault, MessageFault::REQUEST_HEADER) << name_of(r) << " of " << size;
