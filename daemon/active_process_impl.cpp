@@ -11,6 +11,8 @@
 #include "daemon/host_event.h"
 #include "daemon/locator_store.h"
 #include "daemon/process_registry_impl.h"
+#include "daemon/run_search.h"
+#include "daemon/seconds_text.h"
 #include "daemon/spawn.h"
 #include "daemon/store_query.h"
 #include "platform/pss/transaction_guard.h"
@@ -24,13 +26,6 @@ ProcessSettings settings_of(ProcessContext& context, const std::string& name) {
   const auto* known = dynamic_cast<ImrProcess*>(process.in());
   if (!known) throw QZ_LocatorInternal::StartFailed(("process \"" + name + "\" is not configured").c_str());
   return known->settings();
-}
-
-std::string seconds_text(Milliseconds time) {
-  std::string text = std::to_string(static_cast<double>(time.count()) / 1000);
-  text.erase(text.find_last_not_of('0') + 1);
-  if (text.back() == '.') text.pop_back();
-  return text;
 }
 
 }  // namespace
@@ -59,6 +54,7 @@ void ActiveProcessImpl::launch() {
     const auto settings = settings_of(m_context, m_name);
     std::map<std::string, std::string> environment;
     environment.emplace("POALOCATOR_DOMAIN", m_context.domain);
+    environment.emplace(RUN_VARIABLE, run_mark(m_context.owner, m_name));
     if (!m_context.url.empty()) environment.emplace("POALOCATOR_URL", m_context.url);
     if (const auto orb = first_orb_name(); !orb.empty()) environment.emplace("POALOCATOR_ORB_NAME", orb);
     const pid_t pid = spawn(settings, environment);
@@ -165,6 +161,11 @@ void ActiveProcessImpl::restore(const ProcessIdentity& identity, bool leaving) {
   } catch (const QZ_LocatorInternal::StartFailed&) {
     // No longer configured: it has no limit any more.
   }
+}
+
+void ActiveProcessImpl::take_up(const ProcessIdentity& identity) {
+  restore(identity, false);
+  write_record();
 }
 
 bool ActiveProcessImpl::idle() const {

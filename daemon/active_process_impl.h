@@ -37,6 +37,8 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   // Takes up a run of an earlier daemon. identity.pid 0: up, with no known pid. When the run is over by now, its end is
   // reported as soon as the loop runs. Once, before anything else.
   void restore(const ProcessIdentity& identity, bool leaving);
+  // The same for a run that has no record; writes it.
+  void take_up(const ProcessIdentity& identity);
 
   // Neither a run nor an ORB.
   bool idle() const;

@@ -5,13 +5,19 @@
 
 namespace poalocd {
 
-void ActiveProcessRegistryImpl::load() {
-  QZ_PSS::TxSessionAssociation association(m_context.store.session_manager, QZ_PSS::READ_ONLY);
-  for_each_record<QZ_LocatorStore::ActiveProcessHome>(
-      association, [this](const QZ_LocatorStore::ActiveProcessData& record) {
-        const ProcessIdentity identity{static_cast<pid_t>(record.pid()), record.start_time(), record.boot_id()};
-        get_or_make(record.name())->restore(identity, record.leaving());
-      });
+void ActiveProcessRegistryImpl::load(std::map<std::string, ProcessIdentity> found) {
+  {
+    QZ_PSS::TxSessionAssociation association(m_context.store.session_manager, QZ_PSS::READ_ONLY);
+    for_each_record<QZ_LocatorStore::ActiveProcessHome>(
+        association, [&](const QZ_LocatorStore::ActiveProcessData& record) {
+          const ProcessIdentity identity{static_cast<pid_t>(record.pid()), record.start_time(), record.boot_id()};
+          const auto run = found.find(record.name());
+          if (run != found.end() && run->second != identity) return;  // the record is of the run before
+          found.erase(record.name());
+          get_or_make(record.name())->restore(identity, record.leaving());
+        });
+  }
+  for (const auto& [name, identity] : found) get_or_make(name)->take_up(identity);
 }
 
 QZ_LocatorInternal::ActiveProcess_ptr ActiveProcessRegistryImpl::find(const char* name) {

@@ -1,6 +1,7 @@
 // The server processes that run, or are expected to.
 #pragma once
 
+#include <map>
 #include <qz_locator_internal.hh>
 #include <string>
 #include <unordered_map>
@@ -18,8 +19,8 @@ class ActiveProcessRegistryImpl : public virtual QZ_LocatorInternal::ActiveProce
  public:
   explicit ActiveProcessRegistryImpl(ProcessContext& context) : m_context(context) {}
 
-  // Takes up the runs that an earlier daemon recorded. Once, before anything else.
-  void load();
+  // Takes up the runs that an earlier daemon recorded, and those found by find_runs(). Once, before anything else.
+  void load(std::map<std::string, ProcessIdentity> found);
 
   QZ_LocatorInternal::ActiveProcess_ptr find(const char* name) override;
   // The existing entry when there is one. BAD_PARAM for nil.

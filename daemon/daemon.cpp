@@ -11,6 +11,7 @@
 #include "daemon/host.h"
 #include "daemon/host_event.h"
 #include "daemon/plugin_loader.h"
+#include "daemon/stop_limit.h"
 
 namespace poalocd {
 
@@ -73,7 +74,7 @@ class PluginsInUse {
   std::vector<Plugin*> m_plugins;
 };
 
-void serve(Host& host, SignalWatch& signals) {
+void serve(Host& host, SignalWatch& signals, StopLimit& stop_limit) {
   const auto& settings = host.configuration().settings();
   auto& log = host.event_log();
   host.service_control().status(QZ_AppServices::STATUS_WORKING);
@@ -88,6 +89,7 @@ void serve(Host& host, SignalWatch& signals) {
       report(&log, DAEMON_READY_EVENT, {host.url()});
       stop_signal = signals.wait_for_stop();
     }
+    stop_limit.begin(settings.stop_time_limit, RefCountHandle<EventLogImpl>::share(&log));
     report(&log, DAEMON_STOPPING_EVENT, {stop_signal});
     host.service_control().status(QZ_AppServices::STATUS_STOPPING);
   }
@@ -98,11 +100,12 @@ void serve(Host& host, SignalWatch& signals) {
 
 int run_daemon(RefCountHandle<ConfigurationImpl> configuration, SignalWatch& signals) {
   try {
+    StopLimit stop_limit;  // for the host's end too
     Host host(std::move(configuration));
     const auto log = RefCountHandle<EventLogImpl>::share(&host.event_log());
     signals.on_hangup([log] { reopen_logs(*log); });
     try {
-      serve(host, signals);
+      serve(host, signals, stop_limit);
     } catch (...) {
       report(&host.event_log(), DAEMON_START_FAILED_EVENT, {current_exception_text()});
       throw;

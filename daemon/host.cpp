@@ -4,11 +4,13 @@
 #include <system_error>
 #include <utility>
 
+#include "daemon/connection_gate.h"
 #include "daemon/exception_text.h"
 #include "daemon/host_event.h"
 #include "daemon/imr_store.h"
 #include "daemon/locator_store.h"
 #include "daemon/orb_setup.h"
+#include "daemon/run_search.h"
 #include "platform/orb/exception_text.h"
 #include "platform/pss/pss_errors.h"
 #include "platform/pss/session_manager_impl.h"
@@ -46,12 +48,14 @@ Host::Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen)
       m_service_control(new ServiceControlImpl) {
   report(m_event_log.get(), DAEMON_STARTING_EVENT, {POALOCATOR_VERSION, m_configuration->settings().domain});
   try {
+    m_store_lock = std::make_unique<StoreLock>(m_configuration->settings().store.url);
     open_orb();
     open_store();
     open_front_door(listen);
     open_locator();
   } catch (...) {
     report(m_event_log.get(), DAEMON_START_FAILED_EVENT, {current_exception_text()});
+    turn_connections_away();
     forget_orb_log();
     m_locator = {};
     if (!CORBA::is_nil(m_orb)) m_orb->destroy();
@@ -140,10 +144,12 @@ void Host::open_locator() {
     m_imr->load(settings);
     m_loop = std::make_unique<EventLoop>(m_event_log.get());
     const QZ_Logging::EventLog_var log = QZ_Logging::EventLog::_duplicate(m_event_log.get());
-    m_process_context = std::make_unique<ProcessContext>(ProcessContext{
-        *m_loop, log, m_store, m_imr->orb_registry(), m_imr->process_registry(), settings.domain, m_url});
+    m_process_context = std::make_unique<ProcessContext>(ProcessContext{*m_loop, log, m_store, m_imr->orb_registry(),
+                                                                        m_imr->process_registry(), settings.domain,
+                                                                        m_url, m_store_lock->owner()});
     m_locator = RefCountHandle<LocatorImpl>(new LocatorImpl(m_orb, m_imr, *m_binding_manager, *m_process_context));
-    m_locator->active_processes().load();
+    m_locator->active_processes().load(find_runs(m_store_lock->killed_owners()));
+    m_store_lock->forget_killed_owners();
   } catch (const CORBA::SystemException& e) {
     throw StartError("store.url: " + settings.store.url + " cannot be used: " + QZ_PSS::last_error() + " (" +
                      QZ_CORBA::to_string(e) + ")");
@@ -164,6 +170,7 @@ void Host::start() {
   const PortableServer::POAManager_var manager = m_parent_poa->the_POAManager();
   manager->activate();
   m_root_manager->activate();
+  let_connections_in();
   if (m_front_door) m_front_door->start();
 }
 
@@ -174,6 +181,8 @@ void Host::stop() {
   m_root_manager->discard_requests(true);
   const PortableServer::POAManager_var manager = m_parent_poa->the_POAManager();
   manager->discard_requests(true);
+  // Plug-ins take their POAs away now.
+  turn_connections_away();
   m_liveness_monitor->stop();
   m_loop->stop();
 }

@@ -17,6 +17,7 @@
 #include "daemon/process_context.h"
 #include "daemon/service_control_impl.h"
 #include "daemon/start_error.h"
+#include "daemon/store_lock.h"
 #include "platform/base/ref_count_handle.h"
 #include "platform/binding/binding_manager_impl.h"
 #include "platform/binding/front_door.h"
@@ -37,9 +38,9 @@ class Host {
   // Listen::NO: without a front door; references to the locator carry its configured addresses all the same.
   enum class Listen { YES, NO };
 
-  // Makes, in this order: event log, configuration, ORB with its initial references "QZ_EventLog", "QZ_Configuration",
-  // "QZ_BindingManager" and "TransactionCurrent", store, binding manager, front door (its ports are taken, but nobody
-  // is served), repository and locator. Takes up what the store knows of running processes.
+  // Makes, in this order: event log, configuration, lock of the store, ORB with its initial references "QZ_EventLog",
+  // "QZ_Configuration", "QZ_BindingManager" and "TransactionCurrent", store, binding manager, front door (its ports are
+  // taken, but nobody is served), repository and locator. Takes up what the store knows of running processes.
   // StartError, ConfigurationError.
   explicit Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen = Listen::YES);
   // Stops, gives up active ORBs without telling them, and ends the ORB.
@@ -85,6 +86,7 @@ class Host {
   const RefCountHandle<ConfigurationImpl> m_configuration;
   const RefCountHandle<EventLogImpl> m_event_log;
   const RefCountHandle<ServiceControlImpl> m_service_control;
+  std::unique_ptr<StoreLock> m_store_lock;  // goes after whatever uses the store
   CORBA::ORB_var m_orb;
   PortableServer::POAManager_var m_root_manager;
   PortableServer::POA_var m_parent_poa;

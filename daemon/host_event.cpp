@@ -26,6 +26,8 @@ const HostEvent LOG_REOPEN_FAILED_EVENT{11, ERROR_PRIORITY,
 const HostEvent ORB_MESSAGE_EVENT{12, WARNING, "From the ORB: %0"};
 const HostEvent THREAD_FAILED_EVENT{13, ERROR_PRIORITY, "The thread that %0 met an exception and goes on: %1"};
 const HostEvent DAEMON_START_FAILED_EVENT{14, ERROR_PRIORITY, "poalocd could not start: %0"};
+const HostEvent STOP_LIMIT_EVENT{
+    15, WARNING, "poalocd has not stopped within %0 s, most likely because a server hangs, and ends at once."};
 
 const HostEvent PROCESS_STARTED_EVENT{20, INFORMATION, "Process \"%0\" started. Pid: %1, program: %2"};
 const HostEvent PROCESS_START_FAILED_EVENT{21, ERROR_PRIORITY, "Process \"%0\" could not be started: %1"};

@@ -29,6 +29,7 @@ extern const HostEvent LOG_REOPEN_FAILED_EVENT;
 extern const HostEvent ORB_MESSAGE_EVENT;
 extern const HostEvent THREAD_FAILED_EVENT;
 extern const HostEvent DAEMON_START_FAILED_EVENT;
+extern const HostEvent STOP_LIMIT_EVENT;
 
 extern const HostEvent PROCESS_STARTED_EVENT;
 extern const HostEvent PROCESS_START_FAILED_EVENT;

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <string>
 
+#include "daemon/connection_gate.h"
 #include "daemon/host_event.h"
 #include "daemon/start_error.h"
 #include "platform/orb/exception_text.h"
@@ -52,6 +53,7 @@ CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, QZ_Logging::EventLo
   int argc = 0;
   char* argv[] = {nullptr};
   CORBA::ORB_var orb = CORBA::ORB_init(argc, argv, "omniORB4", options);
+  hold_connections();
   try {
     // This is when the endpoint is opened.
     const CORBA::Object_var root = orb->resolve_initial_references("RootPOA");

@@ -9,9 +9,9 @@
 
 namespace poalocd {
 
-// Makes the ORB with its fixed endpoint, listening but with its POAs on hold. Calls to servers that set no time limit
-// of their own end after activate_time_limit. What the ORB has to say goes to the log from now on, until
-// forget_orb_log(). StartError when the endpoint cannot be had.
+// Makes the ORB with its fixed endpoint, listening but with its POAs and connections on hold (connection_gate.h). Calls
+// to servers that set no time limit of their own end after activate_time_limit. What the ORB has to say goes to the log
+// from now on, until forget_orb_log(). StartError when the endpoint cannot be had.
 CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, QZ_Logging::EventLog_ptr log);
 void forget_orb_log();
 

@@ -19,6 +19,8 @@ struct ProcessContext {
   std::string domain;
   // Where servers reach the locator (POALOCATOR_URL); empty when there is no front door.
   std::string url;
+  // The daemon itself, as StoreLock names it.
+  std::string owner;
 };
 
 }  // namespace poalocd

@@ -55,9 +55,12 @@ ProcessInstance::ProcessInstance(ProcessIdentity identity, UniqueFd pidfd, bool 
 std::shared_ptr<ProcessInstance> ProcessInstance::of_child(pid_t pid) {
   UniqueFd pidfd(::pidfd_open(pid, 0));
   if (!pidfd.valid()) throw std::system_error(errno, std::generic_category(), "pidfd_open");
+  return std::shared_ptr<ProcessInstance>(new ProcessInstance(identify(pid), std::move(pidfd), true));
+}
+
+ProcessIdentity ProcessInstance::identify(pid_t pid) {
   const auto stat = read_stat(pid);
-  ProcessIdentity identity{pid, stat ? stat->start_time : 0, boot_id()};
-  return std::shared_ptr<ProcessInstance>(new ProcessInstance(std::move(identity), std::move(pidfd), true));
+  return {pid, stat ? stat->start_time : 0, boot_id()};
 }
 
 std::shared_ptr<ProcessInstance> ProcessInstance::of_identity(const ProcessIdentity& identity) {

@@ -22,6 +22,8 @@ struct ProcessIdentity {
   pid_t pid = 0;
   unsigned long long start_time = 0;
   std::string boot_id;
+
+  bool operator==(const ProcessIdentity&) const = default;
 };
 
 class ProcessInstance {
@@ -30,6 +32,9 @@ class ProcessInstance {
   static std::shared_ptr<ProcessInstance> of_child(pid_t pid);
   // Of a run of before; running() says whether it still is one.
   static std::shared_ptr<ProcessInstance> of_identity(const ProcessIdentity& identity);
+
+  // Of a process as it is now; start time 0 when there is none of that pid.
+  static ProcessIdentity identify(pid_t pid);
 
   const ProcessIdentity& identity() const { return m_identity; }
   pid_t pid() const { return m_identity.pid; }

@@ -58,6 +58,7 @@ struct OrbSettings {
 
 struct Settings {
   std::string domain;
+  Milliseconds stop_time_limit;
   QZ_Binding::FrontDoorConfig front_door;
   OrbEndpointSettings orb_endpoint;
   StoreSettings store;

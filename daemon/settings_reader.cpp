@@ -221,6 +221,7 @@ Settings read_settings(const toml::table& document, FlatValues& flat) {
   auto locator = section("locator");
   result.domain = locator.text("domain", "poalocator");
   if (result.domain.empty()) locator.problem(nullptr, "domain", "must not be empty");
+  result.stop_time_limit = locator.seconds("stop_time_limit", 5, 0.001, A_DAY);
   locator.finish();
   result.front_door = read_front_door(section("front_door"), problems);
   result.orb_endpoint = read_orb_endpoint(section("orb_endpoint"));

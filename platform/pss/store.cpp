@@ -4,26 +4,13 @@
 #include "platform/pss/raise.h"
 #include "platform/pss/schema.h"
 #include "platform/pss/store_transaction.h"
+#include "platform/pss/store_url.h"
 #include "platform/transactions/transaction.h"
 
 namespace QZ_PSS {
 
-namespace {
-
-std::string sqlite_path(const std::string& url) {
-  const std::string scheme = "sqlite://";
-  if (!url.starts_with(scheme + "/"))
-    throw OpenError("cannot open the store \"" + url + "\": not of the form sqlite:///path/of/the/file");
-  std::string path = url.substr(scheme.size());
-  if (path.ends_with("/") || path.find_first_of(std::string("\"\0", 2)) != std::string::npos)
-    throw OpenError("cannot open the store \"" + url + "\": its path does not name a file");
-  return path;
-}
-
-}  // namespace
-
 Store::Store(const std::string& url, const StoreOptions& options) : m_url(url), m_options(options) {
-  m_connections = std::make_unique<ConnectionPool>(sqlite_path(url), options.busy_timeout, options.idle_connections);
+  m_connections = std::make_unique<ConnectionPool>(store_file(url), options.busy_timeout, options.idle_connections);
   try {
     std::unique_ptr<Connection> connection = m_connections->take();
     migrate(*connection, store_migrations(), options.busy_timeout);

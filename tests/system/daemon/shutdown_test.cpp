@@ -81,12 +81,36 @@ TEST_F(ShutdownTest, ActivatorThatHangsDoesNotHoldTheDaemonUpForLong) {
   hang->release();
 }
 
+TEST_F(ShutdownTest, ServerThatHangsCostsNoMoreThanTheStopTimeLimit) {
+  m_locator.terminate();
+  m_locator.config().set("orb_endpoint", "activate_time_limit", "1000");
+  m_locator.config().set("locator", "stop_time_limit", "0.5");
+  m_locator.start();
+  const auto hang = std::make_shared<Hang>();
+  m_server.register_and_leave({"Bank"});
+  m_server.add("Active");
+  m_server.add_activator([hang](const std::vector<support::Octets>&) { hang->enter(); });
+  GiopClient client = connect();
+  client.send(request(spec_for(m_server, "Bank")));
+  ASSERT_TRUE(support::wait_until([&] { return hang->entered(); }));
+  m_locator.terminate();
+  EXPECT_TRUE(m_locator.log().wait_for([](const support::Event& event) {
+    return event.subsystem == "QZ_HOST" && event.id == 15 && event.parameters == std::vector<std::string>{"0.5"};
+  }));
+  hang->release();
+  m_locator.start();
+  EXPECT_TRUE(is_active(m_server, "Active"));
+}
+
 TEST_F(ShutdownTest, NobodyIsServedAfterTheEnd) {
   m_locator.terminate();
   EXPECT_THROW(connect(), std::runtime_error);
 }
 
 TEST_F(ShutdownTest, SecondRequestEndsADaemonThatIsHeldUp) {
+  m_locator.terminate();
+  m_locator.config().set("locator", "stop_time_limit", "1000");
+  m_locator.start();
   const auto hang = std::make_shared<Hang>();
   m_server.register_and_leave({"Bank"});
   m_server.add_activator([hang](const std::vector<support::Octets>&) { hang->enter(); });

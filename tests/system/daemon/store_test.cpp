@@ -44,6 +44,23 @@ TEST_F(StoreTest, LockedStoreAtTheStartIsReported) {
   EXPECT_TRUE(is_active(m_server, "Bank"));
 }
 
+TEST_F(StoreTest, SecondDaemonIsRefusedUntilTheFirstHasEndedHoweverItDid) {
+  m_locator.start();
+  m_server.add("Bank");
+  support::Locator second(m_dir, 1);
+  second.config().set_text("store", "url", "sqlite://" + m_path);
+  EXPECT_EQ(second.start_and_fail(), 1);
+  EXPECT_THAT(second.standard_error(),
+              ::testing::AllOf(::testing::HasSubstr("in use by the poalocd of pid " + std::to_string(m_locator.pid())),
+                               ::testing::HasSubstr("stop that one, or set store.url")));
+  EXPECT_TRUE(is_active(m_server, "Bank"));
+  m_locator.kill9();
+  second.start();
+  second.terminate();
+  m_locator.start();
+  EXPECT_TRUE(is_active(m_server, "Bank"));
+}
+
 TEST_F(StoreTest, RegistrationFailsWhileTheStoreIsLockedAndLeavesNothing) {
   m_locator.start();
   m_server.add("Known");

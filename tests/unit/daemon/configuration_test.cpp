@@ -44,6 +44,7 @@ TEST(Configuration, HasDefaultsForEverything) {
   const auto configuration = parse("");
   const auto& settings = configuration->settings();
   EXPECT_EQ(settings.domain, "poalocator");
+  EXPECT_EQ(settings.stop_time_limit.count(), 5000);
   ASSERT_EQ(settings.front_door.listeners.size(), 1u);
   EXPECT_EQ(settings.front_door.listeners[0].host, "127.0.0.1");
   EXPECT_EQ(settings.front_door.listeners[0].port, 2809);
@@ -112,7 +113,7 @@ TEST(Configuration, ReadsListenersWithRoles) {
 
 TEST(Configuration, NamesPlaceAndAllowedKeysOfAnUnknownKey) {
   EXPECT_EQ(mistakes("[locator]\n\ndoman = \"x\"\n"),
-            "test.toml:3:9: locator.doman: unknown key; allowed here: domain");
+            "test.toml:3:9: locator.doman: unknown key; allowed here: domain, stop_time_limit");
   EXPECT_THAT(mistakes("[nothing]\n"),
               HasSubstr("test.toml:1:1: nothing: unknown key; allowed here: locator, front_door"));
   EXPECT_THAT(mistakes("[[process]]\nname = \"p\"\nargv = [\"p\"]\nuid = 3\n"),
