@@ -1,11 +1,17 @@
 #include "daemon/liveness_monitor.h"
 
+#include <algorithm>
+#include <atomic>
+
 #include "daemon/exception_text.h"
 #include "daemon/host_event.h"
 
 namespace poalocd {
 
 namespace {
+
+// Under way at the same time.
+constexpr std::size_t MAX_PROBES = 8;
 
 bool is_watched(QZ_LocatorInternal::ActiveORB_ptr orb) {
   const QZ_LocatorInternal::ActiveProcess_var process = orb->process();
@@ -44,11 +50,20 @@ void LivenessMonitor::stop() {
   if (m_thread.joinable()) m_thread.join();
 }
 
+template <class Work>
+void LivenessMonitor::run_guarded(Work work) const {
+  try {
+    work();
+  } catch (...) {
+    report(m_log, THREAD_FAILED_EVENT, {"probes servers", current_exception_text()});
+  }
+}
+
 void LivenessMonitor::run() {
   std::unique_lock lock(m_mutex);
   while (!m_wake.wait_for(lock, m_settings.interval, [this] { return m_stopping; })) {
     lock.unlock();
-    check();
+    run_guarded([this] { check(); });
     lock.lock();
   }
 }
@@ -56,27 +71,34 @@ void LivenessMonitor::run() {
 void LivenessMonitor::check() {
   for (const auto& process : m_processes.list()) process->check_unwatched(m_settings.failures);
 
-  std::map<std::string, Suspect> next;
   const QZ_LocatorInternal::ActiveORBList_var orbs = m_orbs.list();
-  for (CORBA::ULong i = 0; i < orbs->length(); ++i) {
-    {
-      const std::lock_guard lock(m_mutex);
-      if (m_stopping) return;
-    }
-    const QZ_LocatorInternal::ActiveORB_ptr orb = orbs.in()[i];
-    try {
-      const CORBA::String_var name = orb->name();
-      check_orb(name.in(), orb, next);
-    } catch (...) {
-      report(m_log, THREAD_FAILED_EVENT, {"probes servers", current_exception_text()});
-    }
+  const std::vector<char> silent = find_silent(orbs);
+  std::map<std::string, Suspect> next;
+  for (CORBA::ULong i = 0; i < orbs->length() && !stopping(); ++i) {
+    if (!silent[i]) continue;
+    run_guarded([&] { count_failure(orbs.in()[i], next); });
   }
   m_suspects.swap(next);
 }
 
-void LivenessMonitor::check_orb(const std::string& name, QZ_LocatorInternal::ActiveORB_ptr orb,
-                                std::map<std::string, Suspect>& next) {
-  if (is_watched(orb) || !orb->registered() || answers(orb)) return;
+std::vector<char> LivenessMonitor::find_silent(const QZ_LocatorInternal::ActiveORBList& orbs) const {
+  const CORBA::ULong count = orbs.length();
+  std::vector<char> silent(count, false);
+  std::atomic<CORBA::ULong> next{0};
+  const auto work = [&] {
+    for (CORBA::ULong i; !stopping() && (i = next++) < count;)
+      run_guarded([&] { silent[i] = !is_watched(orbs[i]) && orbs[i]->registered() && !answers(orbs[i]); });
+  };
+  std::vector<std::jthread> helpers;
+  while (helpers.size() + 1 < std::min<std::size_t>(count, MAX_PROBES)) helpers.emplace_back(work);
+  work();
+  helpers.clear();  // waits for them
+  return silent;
+}
+
+void LivenessMonitor::count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, std::map<std::string, Suspect>& next) {
+  const CORBA::String_var orb_name = orb->name();
+  const std::string name = orb_name.in();
   const auto before = m_suspects.find(name);
   const bool same = before != m_suspects.end() && before->second.orb.in() == orb;
   const unsigned failures = (same ? before->second.failures : 0) + 1;
@@ -87,6 +109,11 @@ void LivenessMonitor::check_orb(const std::string& name, QZ_LocatorInternal::Act
   }
   report(m_log, SERVER_DEAD_EVENT, {name});
   orb->process_died();
+}
+
+bool LivenessMonitor::stopping() const {
+  const std::lock_guard lock(m_mutex);
+  return m_stopping;
 }
 
 }  // namespace poalocd

@@ -16,7 +16,8 @@
 namespace poalocd {
 
 // Each interval every registered ORB without a watched process is probed; one that fails several times in a row is told
-// that its process died. A probe may take its whole time limit, so a round may last longer than the interval.
+// that its process died. A few are probed at a time, so that one that hangs does not delay the others; a round with
+// many that hang may still last longer than the interval.
 class LivenessMonitor {
  public:
   LivenessMonitor(const LivenessSettings& settings, ActiveOrbRegistryImpl& orbs, ActiveProcessRegistryImpl& processes,
@@ -27,10 +28,10 @@ class LivenessMonitor {
 
   // Does nothing when the interval is 0.
   void begin();
-  // Waits for a probe that is under way.
+  // Waits for probes that are under way.
   void stop();
 
-  // One round, on the calling thread; not while the monitor's own thread runs.
+  // One round; returns at its end. Not while the monitor's own thread runs.
   void check();
 
  private:
@@ -40,7 +41,12 @@ class LivenessMonitor {
   };
 
   void run();
-  void check_orb(const std::string& name, QZ_LocatorInternal::ActiveORB_ptr orb, std::map<std::string, Suspect>& next);
+  // Which of them should answer and do not.
+  std::vector<char> find_silent(const QZ_LocatorInternal::ActiveORBList& orbs) const;
+  void count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, std::map<std::string, Suspect>& next);
+  template <class Work>
+  void run_guarded(Work work) const;
+  bool stopping() const;
 
   const LivenessSettings m_settings;
   ActiveOrbRegistryImpl& m_orbs;
@@ -48,7 +54,7 @@ class LivenessMonitor {
   const QZ_Logging::EventLog_var m_log;
   std::map<std::string, Suspect> m_suspects;  // used by whoever runs check()
 
-  std::mutex m_mutex;  // guards m_stopping
+  mutable std::mutex m_mutex;  // guards m_stopping
   std::condition_variable m_wake;
   bool m_stopping = false;
   std::thread m_thread;

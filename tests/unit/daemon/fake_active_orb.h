@@ -34,6 +34,7 @@ class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CO
   CORBA::Boolean validate() override { return is_registered; }
   CORBA::Boolean probe() override {
     ++probes;
+    on_probe();
     if (probe_raises) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
     return alive;
   }
@@ -46,7 +47,7 @@ class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CO
   std::atomic<bool> alive{true};
   std::atomic<bool> probe_raises{false};
 
-  // Set by the test, called on the host's thread.
+  // Set by the test, called on a thread of the host.
   class Hook {
    public:
     Hook& operator=(std::function<void()> work) {
@@ -68,6 +69,7 @@ class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CO
     std::function<void()> m_work;
   };
   Hook on_death;
+  Hook on_probe;
 
  private:
   const std::string m_name;

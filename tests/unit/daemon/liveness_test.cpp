@@ -2,6 +2,11 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <atomic>
+#include <future>
+#include <thread>
+
 #include "tests/unit/daemon/fake_active_orb.h"
 #include "tests/unit/daemon/host_fixture.h"
 
@@ -132,6 +137,42 @@ TEST_F(LivenessTest, GivesUpARunningProcessThatNeverRegisters) {
   check();
   EXPECT_EQ(orb->deaths, 1);
   EXPECT_THROW(bank->start(), QZ_LocatorInternal::StartFailed);
+}
+
+TEST_F(LivenessTest, ServerThatHangsDoesNotDelayTheOthers) {
+  open();
+  std::promise<void> end;
+  const std::shared_future<void> ended = end.get_future().share();
+  const auto hangs = insert("a");
+  hangs->on_probe = [ended] { ended.wait(); };
+  std::vector<FakeOrb> others;
+  for (const char* name : {"b", "c", "d"}) others.push_back(insert(name));
+  std::thread round([this] { check(); });
+  EXPECT_TRUE(support::wait_until([&] {
+    return hangs->probes == 1 && std::all_of(others.begin(), others.end(), [](auto& o) { return o->probes == 1; });
+  }));
+  end.set_value();
+  round.join();
+}
+
+TEST_F(LivenessTest, AsksFewServersAtATime) {
+  constexpr int LIMIT = 8;
+  open();
+  std::atomic<int> inside{0};
+  std::atomic<int> most{0};
+  std::vector<FakeOrb> orbs;
+  for (int i = 0; i < 3 * LIMIT; ++i) {
+    orbs.push_back(insert("orb" + std::to_string(i)));
+    orbs.back()->on_probe = [&] {
+      const int now = ++inside;
+      for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);) continue;
+      support::wait_until([&] { return most >= LIMIT; });
+      --inside;
+    };
+  }
+  check();
+  EXPECT_EQ(most, LIMIT);
+  for (const auto& orb : orbs) EXPECT_EQ(orb->probes, 1);
 }
 
 TEST_F(LivenessTest, RoundsComeByThemselves) {
