@@ -88,7 +88,7 @@ TEST_F(ProcessTest, AppendsItsOutputToTheLogFile) {
 }
 
 TEST_F(ProcessTest, LeaksNeitherDescriptorsNorSignalSettings) {
-  add_script("bank", "ls -l /proc/$$/fd; grep -E 'Sig(Blk|Ign)' /proc/$$/status",
+  add_script("bank", "ls -l /proc/$$/fd; grep -E 'Sig(Blk|Ign)' /proc/self/status",
              {{"log_file", "\"" + m_dir.file("bank.log") + "\""}});
   // One that is not close-on-exec, and settings as the daemon has them.
   const int leaky = ::open("/dev/null", O_RDONLY);
