@@ -72,11 +72,23 @@ TEST_F(EarlyCallTest, IsAnsweredAfterTheStart) {
   m_locator.start();
 }
 
+// The ORB may say CloseConnection when it ends, which tells callers that nothing was processed.
+testing::AssertionResult ends_without_answer(GiopClient& client) {
+  try {
+    const support::RawMessage message = client.receive();
+    if (message.type() != support::CLOSE_CONNECTION)
+      return testing::AssertionFailure() << "a message of type " << static_cast<int>(message.type());
+  } catch (const std::runtime_error& e) {
+    return testing::AssertionResult(std::string(e.what()) == "the connection was closed") << e.what();
+  }
+  return testing::AssertionResult(client.wait_for_end()) << "nothing but CloseConnection";
+}
+
 TEST_F(EarlyCallTest, HearsNothingFinalWhenTheStartFails) {
   m_locator.config().set("plugins", "libraries", "[\"libnowhere.so\"]");
   call_early([](GiopClient& calls, GiopClient& locates) {
-    EXPECT_TRUE(calls.wait_for_end());
-    EXPECT_TRUE(locates.wait_for_end());
+    EXPECT_TRUE(ends_without_answer(calls));
+    EXPECT_TRUE(ends_without_answer(locates));
   });
   EXPECT_NE(m_locator.start_and_fail(), 0);
 }
