@@ -65,6 +65,7 @@ Host::~Host() {
   m_locator->active_orbs().clear();
   for (const auto& process : m_locator->active_processes().list()) process->detach_all();
   m_front_door.reset();
+  m_admin.reset();
   forget_orb_log();
   m_orb->destroy();
 }
@@ -150,6 +151,7 @@ void Host::open_locator() {
   }
   m_liveness_monitor = std::make_unique<LivenessMonitor>(settings.liveness, m_locator->active_orbs(),
                                                          m_locator->active_processes(), m_event_log.get());
+  m_admin = std::make_unique<HostAdmin>(*this);
   report(m_event_log.get(), STORE_OPENED_EVENT,
          {settings.store.url, std::to_string(m_imr->processes().size()), std::to_string(m_imr->orbs().size())});
 }
@@ -174,6 +176,7 @@ void Host::stop() {
   m_root_manager->discard_requests(true);
   const PortableServer::POAManager_var manager = m_parent_poa->the_POAManager();
   manager->discard_requests(true);
+  m_admin->stop();
   m_liveness_monitor->stop();
   m_loop->stop();
 }

@@ -8,6 +8,7 @@
 
 #include "daemon/active_orb_registry_impl.h"
 #include "daemon/active_process_registry_impl.h"
+#include "daemon/admin/host_admin.h"
 #include "daemon/configuration_impl.h"
 #include "daemon/event_log_impl.h"
 #include "daemon/event_loop.h"
@@ -39,7 +40,7 @@ class Host {
 
   // Makes, in this order: event log, configuration, ORB with its initial references "QZ_EventLog", "QZ_Configuration",
   // "QZ_BindingManager" and "TransactionCurrent", store, binding manager, front door (its ports are taken, but nobody
-  // is served), repository and locator. Takes up what the store knows of running processes.
+  // is served), repository, locator and their administration. Takes up what the store knows of running processes.
   // StartError, ConfigurationError.
   explicit Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen = Listen::YES);
   // Stops, gives up active ORBs without telling them, and ends the ORB.
@@ -97,6 +98,7 @@ class Host {
   RefCountHandle<ImrImpl> m_imr;
   RefCountHandle<LocatorImpl> m_locator;
   std::unique_ptr<LivenessMonitor> m_liveness_monitor;
+  std::unique_ptr<HostAdmin> m_admin;
   bool m_stopped = false;
 };
 
