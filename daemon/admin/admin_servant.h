@@ -4,6 +4,7 @@
 
 #include <omniORB4/CORBA.h>
 
+#include <qz_locator_internal.hh>
 #include <string>
 
 #include "platform/orb/initial_reference.h"
@@ -27,13 +28,18 @@ class AdminServant : public Skeleton {
     const CORBA::Object_var object = m_poa.create_reference(id.c_str(), Interface::_PD_repoId);
     return Interface::_narrow(object);
   }
+  // Its object of that id has that name at the front door, for administrators.
+  void make_known(QZ_LocatorInternal::Locator& locator, const char* name, const std::string& id) const {
+    const CORBA::Object_var object = reference(id);
+    locator.make_known(name, object, QZ_LocatorInternal::ROLE_ADMINISTRATOR);
+  }
   // After it no request is inside and none can enter.
   void impl_close() { m_poa.destroy(); }
 
  protected:
   // That of the request being served.
   std::string object_id() const {
-    const PortableServer::ObjectId_var id = m_poa_current->get_object_id();
+    PortableServer::ObjectId_var id = m_poa_current->get_object_id();
     return {reinterpret_cast<const char*>(id->get_buffer()), id->length()};
   }
 

@@ -4,12 +4,15 @@
 
 namespace poalocd {
 
-HostAdmin::HostAdmin(Host&) {}
+HostAdmin::HostAdmin(Host& host) : m_imr(host), m_active(host) {}
 
 HostAdmin::~HostAdmin() {
   stop();
 }
 
-void HostAdmin::stop() {}
+void HostAdmin::stop() {
+  m_active.stop();
+  m_imr.stop();
+}
 
 }  // namespace poalocd

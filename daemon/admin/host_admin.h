@@ -1,6 +1,9 @@
 // The administration of the host: its servants, and their names at the front door.
 #pragma once
 
+#include "daemon/admin/active_admin.h"
+#include "daemon/admin/imr_admin.h"
+
 namespace poalocd {
 
 class Host;
@@ -16,6 +19,10 @@ class HostAdmin {
 
   // Ends what goes on for administrators. After it no request is inside and none can enter. A second call does nothing.
   void stop();
+
+ private:
+  ImrAdmin m_imr;
+  ActiveAdmin m_active;
 };
 
 }  // namespace poalocd
