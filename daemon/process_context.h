@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <qz_imr_internal.hh>
+#include <qz_locator_admin.hh>
 #include <qz_logging.hh>
 #include <string>
 
@@ -19,6 +21,8 @@ struct ProcessContext {
   std::string domain;
   // Where servers reach the locator (POALOCATOR_URL); empty when there is no front door.
   std::string url;
+  // The administration object of a process; empty while none is served. Set before the host starts.
+  std::function<QZ_LocatorAdmin::ActiveProcess_ptr(const std::string& name)> reference = {};
 };
 
 }  // namespace poalocd
