@@ -15,6 +15,7 @@
 #include "daemon/imr_impl.h"
 #include "daemon/liveness_monitor.h"
 #include "daemon/locator_impl.h"
+#include "daemon/orb_access.h"
 #include "daemon/process_context.h"
 #include "daemon/service_control_impl.h"
 #include "daemon/start_error.h"
@@ -66,6 +67,7 @@ class Host {
   QZ_Binding::BindingManagerImpl& binding_manager() const { return *m_binding_manager; }
   ImrImpl& imr() const { return *m_imr; }
   LocatorImpl& locator() const { return *m_locator; }
+  EventLoop& loop() const { return *m_loop; }
   LivenessMonitor& liveness_monitor() const { return *m_liveness_monitor; }
   // Null without one.
   QZ_Binding::FrontDoor* front_door() const { return m_front_door.get(); }
@@ -86,6 +88,7 @@ class Host {
   const RefCountHandle<ConfigurationImpl> m_configuration;
   const RefCountHandle<EventLogImpl> m_event_log;
   const RefCountHandle<ServiceControlImpl> m_service_control;
+  OrbAccess m_orb_access;
   CORBA::ORB_var m_orb;
   PortableServer::POAManager_var m_root_manager;
   PortableServer::POA_var m_parent_poa;
