@@ -21,10 +21,6 @@ struct ActiveRow {
   ActiveORBInfo orb;
 };
 
-Json text_or_null(const char* text) {
-  return *text ? Json(text) : Json();
-}
-
 const Columns<ActiveRow> LIST_COLUMNS{
     {"POA", "name", [](const ActiveRow& r) { return Json(r.poa); }},
     {"ORB", "orb", [](const ActiveRow& r) { return text_or_null(r.orb.name); }},

@@ -13,4 +13,16 @@ inline std::string to_line(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+inline Json text_or_null(const char* text) {
+  return *text ? Json(text) : Json();
+}
+
+// A sequence of strings.
+template <class List>
+Json list_json(const List& list) {
+  Json result = Json::array();
+  for (unsigned i = 0; i < list.length(); ++i) result.push_back(list[i].in());
+  return result;
+}
+
 }  // namespace poaloc

@@ -30,14 +30,16 @@ constexpr bool LITTLE_ENDIAN_MESSAGE = true;
 
 class Socket {
  public:
-  Socket(const std::string& host, unsigned port, std::chrono::milliseconds limit) : m_host(host), m_port(port) {
+  // limit: for everything.
+  Socket(const std::string& host, unsigned port, std::chrono::milliseconds limit)
+      : m_host(host), m_port(port), m_end(Clock::now() + limit) {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
     if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0)
       fail(host, port, "has no address");
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found, ::freeaddrinfo);
-    for (const auto* address = found; address && m_fd < 0; address = address->ai_next) connect(*address, limit);
+    for (const auto* address = found; address && m_fd < 0; address = address->ai_next) connect(*address);
     if (m_fd < 0) fail(host, port, "does not answer");
   }
   ~Socket() { ::close(m_fd); }
@@ -47,6 +49,7 @@ class Socket {
   void send(const Octets& octets) {
     std::size_t sent = 0;
     while (sent < octets.size()) {
+      limit_time(m_fd);
       const ssize_t count = ::send(m_fd, octets.data() + sent, octets.size() - sent, MSG_NOSIGNAL);
       if (count <= 0) fail(m_host, m_port, "does not answer");
       sent += static_cast<std::size_t>(count);
@@ -57,6 +60,7 @@ class Socket {
     Octets octets(size);
     std::size_t received = 0;
     while (received < size) {
+      limit_time(m_fd);
       const ssize_t count = ::recv(m_fd, octets.data() + received, size - received, 0);
       if (count <= 0) fail(m_host, m_port, "does not answer");
       received += static_cast<std::size_t>(count);
@@ -65,12 +69,21 @@ class Socket {
   }
 
  private:
-  void connect(const addrinfo& address, std::chrono::milliseconds limit) {
-    const int fd = ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
-    if (fd < 0) return;
-    const timeval time{limit.count() / 1000, (limit.count() % 1000) * 1000};
+  using Clock = std::chrono::steady_clock;
+
+  // The next call on the socket ends in time.
+  void limit_time(int fd) const {
+    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(m_end - Clock::now()).count();
+    if (left <= 0) fail(m_host, m_port, "does not answer");
+    const timeval time{left / 1'000'000, left % 1'000'000};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
     ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);  // also for connect
+  }
+
+  void connect(const addrinfo& address) {
+    const int fd = ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    if (fd < 0) return;
+    limit_time(fd);
     if (::connect(fd, address.ai_addr, address.ai_addrlen) == 0) {
       m_fd = fd;
     } else {
@@ -80,6 +93,7 @@ class Socket {
 
   const std::string m_host;
   const unsigned m_port;
+  const Clock::time_point m_end;
   int m_fd = -1;
 };
 

@@ -63,18 +63,12 @@ QZ_LocatorAdmin::Locator_var locator_of(Context& context) {
   return context.connection().resolve<QZ_LocatorAdmin::Locator>(QZ_LocatorAdmin::LOCATOR_ADMIN);
 }
 
-Json addresses_json(const QZ_LocatorAdmin::Status& status) {
-  Json result = Json::array();
-  for (CORBA::ULong i = 0; i < status.addresses.length(); ++i) result.push_back(status.addresses[i].in());
-  return result;
-}
-
 const Columns<QZ_LocatorAdmin::Status> STATUS_COLUMNS{
     {"Version", "version", [](const QZ_LocatorAdmin::Status& s) { return Json(s.version.in()); }},
     {"Domain", "domain", [](const QZ_LocatorAdmin::Status& s) { return Json(s.domain.in()); }},
     {"PID", "pid", [](const QZ_LocatorAdmin::Status& s) { return Json(s.pid); }},
     {"Since", "since", [](const QZ_LocatorAdmin::Status& s) { return time_json(s.start_time); }},
-    {"Addresses", "addresses", [](const QZ_LocatorAdmin::Status& s) { return addresses_json(s); }},
+    {"Addresses", "addresses", [](const QZ_LocatorAdmin::Status& s) { return list_json(s.addresses); }},
 };
 
 Json counters_json(const QZ_LocatorAdmin::CounterList& counters) {
@@ -165,7 +159,7 @@ class EventReader {
   // For ever; a locator that is restarted meanwhile is taken up again.
   void follow() {
     // Well below the time limit of a call.
-    const auto wait = static_cast<CORBA::ULong>(m_context.options().timeout * 1000 / 2);
+    auto wait = static_cast<CORBA::ULong>(m_context.options().timeout * 1000 / 2);
     bool lost = false;
     for (;;) {
       m_context.output().flush();
@@ -175,6 +169,10 @@ class EventReader {
         lost = false;
         for (CORBA::ULong i = 0; i < events->length(); ++i)
           if (events[i].priority >= m_least) print(m_context.output(), events[i]);
+        if (wait == 0) std::this_thread::sleep_for(POLL_INTERVAL);
+      } catch (const CORBA::NO_RESOURCES&) {
+        // Too many wait there already.
+        wait = 0;
       } catch (const CORBA::SystemException&) {
         wait_for_locator(lost);
       } catch (const Failure& failure) {
@@ -187,7 +185,7 @@ class EventReader {
  private:
   void wait_for_locator(bool& lost) {
     if (!std::exchange(lost, true)) m_context.note("The locator does not answer; waiting for it.");
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    std::this_thread::sleep_for(POLL_INTERVAL);
   }
 
   QZ_LocatorAdmin::EventList* next(CORBA::ULong wait) {
@@ -197,6 +195,7 @@ class EventReader {
   }
 
   static constexpr CORBA::ULong PAGE = 200;
+  static constexpr std::chrono::milliseconds POLL_INTERVAL{500};
 
   Context& m_context;
   QZ_LocatorAdmin::Locator_var m_locator;
@@ -223,6 +222,7 @@ void add_locator_commands(CLI::App& app, Context& context) {
       ->type_name("REFERENCE");
   verb->add_option("-c,--count", arguments->count, "How often, once a second")
       ->type_name("NUMBER")
+      ->check(CLI::PositiveNumber)
       ->capture_default_str();
   verb->callback([&context, arguments] { ping(context, *arguments); });
 

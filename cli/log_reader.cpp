@@ -77,8 +77,10 @@ void LogReader::follow(Output& output) {
 void LogReader::print(Output& output, const std::string& text) {
   if (!output.json()) return output.text(text);
   m_incomplete += text;
-  for (std::size_t end; (end = m_incomplete.find('\n')) != std::string::npos; m_incomplete.erase(0, end + 1))
-    output.object({{"line", m_incomplete.substr(0, end)}});
+  std::size_t begin = 0;
+  for (std::size_t end; (end = m_incomplete.find('\n', begin)) != std::string::npos; begin = end + 1)
+    output.object({{"line", m_incomplete.substr(begin, end - begin)}});
+  m_incomplete.erase(0, begin);
 }
 
 }  // namespace poaloc

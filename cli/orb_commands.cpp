@@ -16,7 +16,7 @@ struct OrbRow {
 
 const Columns<OrbRow> COLUMNS{
     {"ORB", "name", [](const OrbRow& r) { return Json(r.info.name.in()); }},
-    {"Process", "process", [](const OrbRow& r) { return *r.info.process ? Json(r.info.process.in()) : Json(); }},
+    {"Process", "process", [](const OrbRow& r) { return text_or_null(r.info.process); }},
     {"Active", "active", [](const OrbRow& r) { return Json(r.active != nullptr); }},
     {"State", "state", [](const OrbRow& r) { return r.active ? Json(state_text(r.active->process_state)) : Json(); }},
     {"PID", "pid", [](const OrbRow& r) { return r.active && r.active->pid ? Json(r.active->pid) : Json(); }},

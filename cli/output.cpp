@@ -1,6 +1,8 @@
 #include "cli/output.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "cli/failure.h"
 #include "cli/text.h"
@@ -35,12 +37,20 @@ void Output::line(const std::string& text) {
 
 void Output::text(const std::string& text) {
   m_out << text;
-  if (!m_out) throw Failure(FAILED, "");
+  check();
 }
 
 void Output::flush() {
   m_out.flush();
-  if (!m_out) throw Failure(FAILED, "");
+  check();
+}
+
+void Output::check() const {
+  if (m_out) return;
+  const int error = errno;
+  throw Failure(FAILED, error == EPIPE ? ""
+                                       : std::string("Standard output cannot be written, ") + std::strerror(error) +
+                                             ": let it go elsewhere.");
 }
 
 void Output::heading(const std::string& text) {

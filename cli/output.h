@@ -21,7 +21,7 @@ struct Column {
 template <class Row>
 using Columns = std::vector<Column<Row>>;
 
-// Raises an empty Failure when nobody reads standard output any more.
+// Raises a Failure when it cannot be written, an empty one when nobody reads it any more.
 class Output {
  public:
   // terminal: headings stand out.
@@ -93,6 +93,7 @@ class Output {
   static std::vector<std::string> to_cells(const std::vector<Json>& values);
   void table(const std::vector<std::string>& titles, const std::vector<std::vector<std::string>>& rows);
   std::string emphasised(const std::string& text) const;
+  void check() const;
 
   std::ostream& m_out;
   const bool m_json;

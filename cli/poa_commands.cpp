@@ -19,7 +19,7 @@ const Columns<POAEntry> LIST_COLUMNS{
     {"POA", "name", [](const POAEntry& e) { return Json(poa_name_text(e.name)); }},
     {"Persistent", "persistent", [](const POAEntry& e) { return Json(bool{e.persistent}); }},
     {"Dynamic", "dynamic", [](const POAEntry& e) { return Json(bool{e.allow_dynamic_registration}); }},
-    {"ORB", "orb", [](const POAEntry& e) { return *e.orb_name ? Json(e.orb_name.in()) : Json(); }},
+    {"ORB", "orb", [](const POAEntry& e) { return text_or_null(e.orb_name); }},
 };
 
 struct Details {
@@ -34,8 +34,8 @@ const Columns<Details> SHOW_COLUMNS{
     {"Persistent", "persistent", [](const Details& d) { return Json(bool{d.entry.persistent}); }},
     {"Dynamic registration", "dynamic",
      [](const Details& d) { return Json(bool{d.entry.allow_dynamic_registration}); }},
-    {"ORB", "orb", [](const Details& d) { return *d.entry.orb_name ? Json(d.entry.orb_name.in()) : Json(); }},
-    {"Process", "process", [](const Details& d) { return d.process.empty() ? Json() : Json(d.process); }},
+    {"ORB", "orb", [](const Details& d) { return text_or_null(d.entry.orb_name); }},
+    {"Process", "process", [](const Details& d) { return text_or_null(d.process.c_str()); }},
     {"Active", "active", [](const Details& d) { return Json(d.active); }},
     {"Endpoint id", "endpoint_id", [](const Details& d) { return Json(d.id); }},
 };
@@ -57,6 +57,7 @@ Json named(const char* what, const CORBA::StringSeq& name) {
 
 void list(Context& context, const Arguments& arguments) {
   const auto prefix = parse_poa_name(arguments.name);
+  find_poa(context.connection(), prefix);
   Output::Listing<POAEntry> listing(context.output(), LIST_COLUMNS);
   for_each_poa(context.connection(), [&](const POAEntry& entry) {
     if (entry.name.length() == 0 || !starts_with(entry.name, prefix)) return;

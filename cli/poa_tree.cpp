@@ -43,7 +43,7 @@ void PoaTree::add(const QZ_IMRAdmin::POAEntry& entry) {
                      {{"name", name},
                       {"persistent", bool{entry.persistent}},
                       {"dynamic", bool{entry.allow_dynamic_registration}},
-                      {"orb", *entry.orb_name ? Json(entry.orb_name.in()) : Json()}},
+                      {"orb", text_or_null(entry.orb_name)}},
                      {}});
   if (!is_top) m_nodes[parent].children.push_back(index);
 }

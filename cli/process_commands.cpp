@@ -20,16 +20,6 @@ struct ProcessRow {
   const ActiveProcessInfo* active = nullptr;
 };
 
-Json list_json(const CORBA::StringSeq& list) {
-  Json result = Json::array();
-  for (CORBA::ULong i = 0; i < list.length(); ++i) result.push_back(list[i].in());
-  return result;
-}
-
-Json text_or_null(const char* text) {
-  return *text ? Json(text) : Json();
-}
-
 const char* state_of(const ProcessRow& row) {
   return state_text(row.active ? row.active->state : QZ_LocatorAdmin::PROCESS_STOPPED);
 }

@@ -70,6 +70,9 @@ void make(Context& context, const Arguments& arguments) {
     if (type_id.empty()) type_id = from->type_id;
   }
   const auto poa = find_poa(connection, parse_poa_name(arguments.name));
+  if (!poa->persistent())
+    throw Failure(REFUSED,
+                  "\"" + printable(arguments.name) + "\" is a namespace, which has no objects: name a POA below it.");
   const QZ_POAIMRAdmin::POAId_var id = poa->id();
   Octets key(id->get_buffer(), id->get_buffer() + id->length());
   const Octets tail = from                       ? tail_of(context, arguments, key, keyed_profile(*from).object_key)

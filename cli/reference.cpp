@@ -67,7 +67,14 @@ ReferenceProfile parse_profile(std::uint32_t tag, CdrReader::Octets data) {
   profile.tag = tag;
   profile.data = to_octets(data);
   if (tag != QZ_IOR::TAG_INTERNET_IOP) return profile;
-  const QZ_IOR::IIOPProfile body(data);
+  std::optional<QZ_IOR::IIOPProfile> known;
+  try {
+    known.emplace(data);
+  } catch (const QZ_CORBA::CdrError&) {
+    // Of another version, or broken; the reference may have others.
+    return profile;
+  }
+  const auto& body = *known;
   profile.iiop = true;
   profile.version = std::to_string(body.major()) + "." + std::to_string(body.minor());
   profile.host = body.host();

@@ -24,9 +24,9 @@ struct Arguments {
   bool check = false;
 };
 
-[[noreturn]] void fail_file(const std::string& file, const std::string& what) {
-  throw Failure(FAILED, "File \"" + printable(file) + "\" cannot be " + what + ", " + std::strerror(errno) +
-                            ": name another one, or - for this terminal.");
+[[noreturn]] void fail_file(const std::string& file, const std::string& what, int error) {
+  throw Failure(FAILED, "File \"" + printable(file) + "\" cannot be " + what + ", " + std::strerror(error) +
+                            ": name another one.");
 }
 
 // One list of the document; write is called with each piece of text.
@@ -39,8 +39,8 @@ std::size_t export_list(const char* name, List list, Write write) {
     try {
       line = to_json(entry).dump();
     } catch (const Json::type_error&) {
-      throw Failure(FAILED, std::string("An entry of the ") + name +
-                                " has a text that is not UTF-8, which JSON cannot hold: change that entry first.");
+      throw Failure(FAILED, "JSON cannot hold what is not UTF-8, as in " + to_line(to_json(entry)) + " of the " + name +
+                                ": change or remove that entry first.");
     }
     write(std::string(count++ ? ",\n" : "\n") + line);
   });
@@ -72,12 +72,13 @@ void run_export(Context& context, const Arguments& arguments) {
   // What was there before stays until all is written.
   const std::string unfinished = arguments.file + ".unfinished";
   std::ofstream out(unfinished, std::ios::trunc);
-  if (!out) fail_file(unfinished, "written");
+  if (!out) fail_file(arguments.file, "written", errno);
   std::size_t count = 0;
   try {
     count = export_all(context.connection(), [&](const std::string& text) { out << text; });
     out.close();
-    if (!out || std::rename(unfinished.c_str(), arguments.file.c_str()) != 0) fail_file(arguments.file, "written");
+    if (!out || std::rename(unfinished.c_str(), arguments.file.c_str()) != 0)
+      fail_file(arguments.file, "written", errno);
   } catch (...) {
     ::unlink(unfinished.c_str());
     throw;
@@ -92,13 +93,11 @@ std::string read_text(Context& context, const std::string& file) {
     text << context.streams().in.rdbuf();
     return text.str();
   }
+  if (std::filesystem::is_directory(file)) fail_file(file, "read", EISDIR);
   std::ifstream in(file);
-  if (!in) fail_file(file, "read");
+  if (!in) fail_file(file, "read", errno);
   text << in.rdbuf();
-  if (in.bad() || std::filesystem::is_directory(file)) {
-    errno = EISDIR;
-    fail_file(file, "read");
-  }
+  if (in.bad()) fail_file(file, "read", errno);
   return text.str();
 }
 

@@ -16,16 +16,6 @@ namespace {
 
 constexpr int FORMAT = 1;
 
-Json text_or_null(const char* text) {
-  return *text ? Json(text) : Json();
-}
-
-Json list_json(const CORBA::StringSeq& list) {
-  Json result = Json::array();
-  for (CORBA::ULong i = 0; i < list.length(); ++i) result.push_back(list[i].in());
-  return result;
-}
-
 // Reads the members of one object; what it finds wrong it says to whoever made it.
 class Members {
  public:
@@ -222,12 +212,17 @@ Json to_json(const QZ_IMRAdmin::POAEntry& entry) {
 }
 
 RepositoryDocument parse_document(const std::string& text, std::vector<std::string>& mistakes) {
+  Json json;
   try {
-    return DocumentReader(mistakes).read(Json::parse(text));
+    json = Json::parse(text);
   } catch (const Json::parse_error& error) {
     mistakes.push_back("It is no JSON, from octet " + std::to_string(error.byte) + " on");
     return {};
+  } catch (const Json::out_of_range&) {
+    mistakes.emplace_back("It has a number that is too large");
+    return {};
   }
+  return DocumentReader(mistakes).read(json);
 }
 
 }  // namespace poaloc

@@ -41,9 +41,7 @@ template <class List, class Entry>
 void append(List& list, const Entry& entry) {
   const CORBA::ULong length = list.length();
   // Room for many, because the sequence would grow by one each time.
-  if (length == list.maximum()) {
-    list.length(length * 2 + 16);
-  }
+  if (length == list.maximum()) list.length(length * 2 + 16);
   list.length(length + 1);
   list[length] = entry;
 }
@@ -90,7 +88,8 @@ void RepositoryImport::send(const RepositoryDocument& document) {
 }
 
 void RepositoryImport::send_part(RepositoryPart& part) {
-  check_interrupt();
+  if (m_interrupt.seen())
+    throw Failure(FAILED, "The import was cancelled, and nothing is stored: start it again when you are ready.");
   m_import->add(part);
   m_sent += part.processes.length() + part.orbs.length() + part.poas.length();
   m_bar.show("Sending", m_sent, m_total);
@@ -116,13 +115,12 @@ ImportProgress RepositoryImport::commit(QZ_IMRAdmin::ImportMode mode, bool check
       default:
         m_bar.show(phase_text(progress->phase), progress->entries_done, progress->entries);
     }
-    check_interrupt();
+    if (m_interrupt.seen())
+      throw Failure(FAILED,
+                    "The import was cancelled while the locator was at it, and either all of it is stored or nothing: "
+                    "\"poaloc import --check\" tells which.");
     std::this_thread::sleep_for(POLL_INTERVAL);
   }
-}
-
-void RepositoryImport::check_interrupt() {
-  if (m_interrupt.seen()) throw Failure(FAILED, "The import was cancelled: start it again when you are ready.");
 }
 
 void RepositoryImport::refused(const ImportProgress& progress) {

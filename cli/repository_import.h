@@ -22,7 +22,6 @@ class RepositoryImport {
 
  private:
   void send_part(QZ_IMRAdmin::RepositoryPart& part);
-  void check_interrupt();
   [[noreturn]] void refused(const QZ_IMRAdmin::ImportProgress& progress);
 
   Context& m_context;

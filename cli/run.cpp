@@ -4,6 +4,7 @@
 
 #include "cli/app.h"
 #include "cli/failure.h"
+#include "cli/text.h"
 
 namespace poaloc {
 
@@ -43,7 +44,7 @@ int run(std::vector<std::string> arguments, const Streams& streams) {
     while (!command->get_subcommands().empty()) command = command->get_subcommands().front();
     std::string name;
     for (const auto* at = command; at; at = at->get_parent()) name = at->get_name() + (name.empty() ? "" : " ") + name;
-    return fail(streams, Failure(USAGE, std::string(error.what()) + "; \"" + name + " --help\" shows how."));
+    return fail(streams, Failure(USAGE, printable(error.what()) + "; \"" + name + " --help\" shows how."));
   } catch (const std::exception& error) {
     return fail(streams, Failure(FAILED, error.what()));
   }

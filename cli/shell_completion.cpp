@@ -41,9 +41,10 @@ struct Dialect {
   std::string tail;
 };
 
-// Asks the locator, but not for long.
+// Asks the locator, but not for long. Names that JSON or a shell writes in another way are left out: anybody may have
+// made them, and a shell must not take them for something else.
 constexpr const char* NAMES_FUNCTION = R"script(_poaloc_names() {
-  poaloc "$@" --json --timeout 1 2>/dev/null | head -n 200 | sed -n 's/^{"name":"\([^"]*\)".*/\1/p'
+  poaloc "$@" --json --timeout 1 2>/dev/null | head -n 200 | sed -n 's/^{"name":"\([[:alnum:]_.,:/@%+=-]*\)".*/\1/p'
 }
 
 )script";

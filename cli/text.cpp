@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 #include <cwchar>
+#include <cwctype>
+#include <optional>
 
 #include "cli/failure.h"
 
@@ -21,6 +23,29 @@ bool is_printable(unsigned char octet) {
   return octet >= 0x20 && octet < 0x7f;
 }
 
+// What a terminal does not show but obeys: control characters, those of C1 too, and those that turn the direction of
+// what follows.
+bool is_obeyed(wchar_t character) {
+  const bool is_direction =
+      (character >= 0x202a && character <= 0x202e) || (character >= 0x2066 && character <= 0x2069);
+  return is_direction || std::iswcntrl(static_cast<std::wint_t>(character)) != 0;
+}
+
+// use(octets, character) for each character of UTF-8; an octet that belongs to none comes alone, without character.
+template <class Use>
+void for_each_character(const std::string& text, Use use) {
+  for (std::size_t position = 0; position < text.size();) {
+    wchar_t character = 0;
+    std::mbstate_t state{};
+    const std::size_t length = std::mbrtowc(&character, text.data() + position, text.size() - position, &state);
+    const bool valid = length <= text.size();
+    // A NUL has the length 0.
+    const std::size_t octets = valid ? std::max<std::size_t>(length, 1) : 1;
+    use(text.substr(position, octets), valid ? std::optional(character) : std::nullopt);
+    position += octets;
+  }
+}
+
 int digit(char character) {
   if (character >= '0' && character <= '9') return character - '0';
   if (character >= 'a' && character <= 'f') return character - 'a' + 10;
@@ -33,34 +58,25 @@ int digit(char character) {
 std::string printable(const std::string& text) {
   constexpr char digits[] = "0123456789abcdef";
   std::string result;
-  for (const char character : text) {
-    const auto octet = static_cast<unsigned char>(character);
-    if (octet < 0x20 || octet == 0x7f) {
-      result += {'\\', 'x', digits[octet >> 4], digits[octet & 15]};
-    } else {
-      result += character;
+  for_each_character(text, [&](const std::string& octets, std::optional<wchar_t> character) {
+    if (character && !is_obeyed(*character)) {
+      result += octets;
+      return;
     }
-  }
+    for (const char c : octets) {
+      const auto octet = static_cast<unsigned char>(c);
+      result += {'\\', 'x', digits[octet >> 4], digits[octet & 15]};
+    }
+  });
   return result;
 }
 
 std::size_t display_width(const std::string& text) {
   std::size_t width = 0;
-  std::mbstate_t state{};
-  for (std::size_t position = 0; position < text.size();) {
-    wchar_t character = 0;
-    const std::size_t length = std::mbrtowc(&character, text.data() + position, text.size() - position, &state);
-    if (length == 0 || length > text.size()) {
-      // No character of this locale: a terminal shows something for each octet.
-      state = {};
-      ++position;
-      ++width;
-      continue;
-    }
-    const int columns = ::wcwidth(character);
+  for_each_character(text, [&](const std::string&, std::optional<wchar_t> character) {
+    const int columns = character ? ::wcwidth(*character) : 1;
     width += columns < 0 ? 1 : static_cast<std::size_t>(columns);
-    position += length;
-  }
+  });
   return width;
 }
 
@@ -131,8 +147,9 @@ std::vector<unsigned char> from_hex(const std::string& text) {
 }
 
 std::string octets_text(const std::vector<unsigned char>& octets) {
-  if (std::all_of(octets.begin(), octets.end(), is_printable)) return {octets.begin(), octets.end()};
-  return "0x" + to_hex(octets);
+  const std::string text(octets.begin(), octets.end());
+  return std::all_of(octets.begin(), octets.end(), is_printable) && !text.starts_with("0x") ? text
+                                                                                            : "0x" + to_hex(octets);
 }
 
 }  // namespace poaloc

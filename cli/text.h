@@ -10,7 +10,10 @@
 
 namespace poaloc {
 
-// Characters that a terminal would obey are written as \xNN, so that no name can do more than be shown.
+// The locale must be one of UTF-8.
+
+// Characters that a terminal would obey and what is no UTF-8 are written as \xNN, so that no name can do more than be
+// shown.
 std::string printable(const std::string& text);
 // Columns that it takes on a terminal.
 std::size_t display_width(const std::string& text);
@@ -29,7 +32,7 @@ Json time_json(std::uint64_t microseconds);
 std::string to_hex(const std::vector<unsigned char>& octets);
 // Failure (USAGE) when it is not hexadecimal.
 std::vector<unsigned char> from_hex(const std::string& text);
-// Octets as text where all of them are printable ASCII, otherwise "0x" and hexadecimal.
+// Octets as text where all of them are printable ASCII and cannot be taken for the other way, "0x" and hexadecimal.
 std::string octets_text(const std::vector<unsigned char>& octets);
 
 }  // namespace poaloc

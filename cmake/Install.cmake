@@ -7,6 +7,6 @@ install(TARGETS poalocd poalocator_platform qz_poa_location_loc
 install(TARGETS poalocator_omniorb_server poa_server_idl ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES adapters/omniorb/locator_registration.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/adapters/omniorb)
 install(DIRECTORY poa_locator/idl/ DESTINATION ${CMAKE_INSTALL_DATADIR}/idl/poalocator FILES_MATCHING PATTERN "*.idl")
-install(FILES platform/idl/qz_location_common.idl platform/idl/qz_locator_admin.idl
+install(FILES platform/idl/qz_location_common.idl platform/idl/qz_imr_admin.idl platform/idl/qz_locator_admin.idl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/idl/poalocator)
 install(FILES packaging/poalocd.service DESTINATION lib/systemd/system)

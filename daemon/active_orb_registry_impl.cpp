@@ -45,6 +45,15 @@ QZ_LocatorInternal::ActiveORBList* ActiveOrbRegistryImpl::list_by_process(const 
   return list_if([&](const Entry& entry) { return entry.process_name == process_name; });
 }
 
+std::vector<QZ_LocatorInternal::ActiveORB_var> ActiveOrbRegistryImpl::page(const std::string& after,
+                                                                          std::size_t how_many) {
+  std::vector<QZ_LocatorInternal::ActiveORB_var> result;
+  const QZ_MutexLock lock(m_mutex);
+  for (auto entry = m_by_name.upper_bound(after); entry != m_by_name.end() && result.size() < how_many; ++entry)
+    result.push_back(entry->second->orb);
+  return result;
+}
+
 void ActiveOrbRegistryImpl::remove(const char* name) {
   Entries removed;  // given up without the lock
   const QZ_MutexLock lock(m_mutex);

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <qz_locator_internal.hh>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 #include "platform/base/qz_mutex.h"
 #include "platform/orb/ref_counted_local_object.h"
@@ -23,6 +24,9 @@ class ActiveOrbRegistryImpl : public virtual QZ_LocatorInternal::ActiveORBRegist
   QZ_LocatorInternal::ActiveORBList* list_by_process(const char* process_name) override;
   void remove(const char* name) override;
 
+  // Those behind that name, in the order of their names.
+  std::vector<QZ_LocatorInternal::ActiveORB_var> page(const std::string& after, std::size_t how_many);
+
   void clear();
 
  private:
@@ -38,7 +42,7 @@ class ActiveOrbRegistryImpl : public virtual QZ_LocatorInternal::ActiveORBRegist
 
   QZ_Mutex m_mutex;
   Entries m_entries GUARDED_BY(m_mutex);  // in the order of insertion
-  std::unordered_map<std::string, Entries::iterator> m_by_name GUARDED_BY(m_mutex);
+  std::map<std::string, Entries::iterator> m_by_name GUARDED_BY(m_mutex);
 };
 
 }  // namespace poalocd

@@ -19,25 +19,26 @@
 
 namespace poalocd {
 
-namespace {
+ActiveProcessImpl::ActiveProcessImpl(ProcessContext& context, std::string name)
+    : m_context(context), m_name(std::move(name)) {}
 
-ProcessSettings settings_of(ProcessContext& context, const std::string& name) {
-  const QZ_IMRInternal::Process_var process = context.processes->find(name.c_str());
+ProcessSettings ActiveProcessImpl::settings() const {
+  const QZ_IMRInternal::Process_var process = m_context.processes->find(m_name.c_str());
   const auto* known = dynamic_cast<ImrProcess*>(process.in());
-  if (!known) throw QZ_LocatorInternal::StartFailed(("process \"" + name + "\" is not configured").c_str());
+  if (!known) throw QZ_LocatorInternal::StartFailed(("process \"" + m_name + "\" is not configured").c_str());
   return known->settings();
 }
 
-}  // namespace
-
-ActiveProcessImpl::ActiveProcessImpl(ProcessContext& context, std::string name)
-    : m_context(context), m_name(std::move(name)) {}
+QZ_LocatorAdmin::ActiveProcess_ptr ActiveProcessImpl::external_reference() {
+  return m_context.reference ? m_context.reference(m_name) : QZ_LocatorAdmin::ActiveProcess::_nil();
+}
 
 void ActiveProcessImpl::start() {
   const QZ_MutexLock lock(m_mutex);
   switch (m_state) {
     case State::UP:
       return;
+    case State::STOPPING:
     case State::SETTLING:
       m_start_wanted = true;
       return;
@@ -51,7 +52,7 @@ void ActiveProcessImpl::start() {
 
 void ActiveProcessImpl::launch() {
   try {
-    const auto settings = settings_of(m_context, m_name);
+    const auto settings = this->settings();
     std::map<std::string, std::string> environment;
     environment.emplace("POALOCATOR_DOMAIN", m_context.domain);
     environment.emplace(RUN_VARIABLE, run_mark(m_context.owner, m_name));
@@ -96,22 +97,25 @@ void ActiveProcessImpl::limit_startup(const Instance& instance, Milliseconds lim
   m_context.loop.after(limit, [this, keep = self(), instance, limit] { startup_limit_reached(instance, limit); });
 }
 
-void ActiveProcessImpl::limit_stop() {
-  Milliseconds grace = ProcessSettings().stop_grace;
+Milliseconds ActiveProcessImpl::stop_grace() const {
   try {
-    grace = settings_of(m_context, m_name).stop_grace;
+    return settings().stop_grace;
   } catch (const QZ_LocatorInternal::StartFailed&) {
-    // No longer configured: the start will fail when its time comes.
+    return ProcessSettings().stop_grace;  // no longer configured
   }
+}
+
+void ActiveProcessImpl::limit_stop() {
+  const Milliseconds grace = stop_grace();
   m_context.loop.after(grace,
                        [this, keep = self(), number = ++m_starts_wanted, grace] { stop_grace_over(number, grace); });
 }
 
 void ActiveProcessImpl::add_orb(QZ_LocatorInternal::ActiveORB_ptr which) {
   const CORBA::String_var name = which->name();
-  Attached replaced;  // given up without the lock
+  AttachedOrb replaced;  // given up without the lock
   const QZ_MutexLock lock(m_mutex);
-  const bool next_run = m_state == State::LEAVING || m_state == State::SETTLING;
+  const bool next_run = m_state != State::IDLE && m_state != State::UP;
   for (auto& attached : m_orbs) {
     if (attached.name != name.in()) continue;
     replaced = std::exchange(attached, {name.in(), QZ_LocatorInternal::ActiveORB::_duplicate(which), next_run});
@@ -121,7 +125,7 @@ void ActiveProcessImpl::add_orb(QZ_LocatorInternal::ActiveORB_ptr which) {
 }
 
 void ActiveProcessImpl::remove_orb(const char* orb_name) {
-  Attached removed;  // given up without the lock
+  AttachedOrb removed;  // given up without the lock
   const QZ_MutexLock lock(m_mutex);
   const auto found = std::find_if(m_orbs.begin(), m_orbs.end(), [&](const auto& a) { return a.name == orb_name; });
   if (found == m_orbs.end()) return;
@@ -157,7 +161,7 @@ void ActiveProcessImpl::restore(const ProcessIdentity& identity, bool leaving) {
   watch(m_instance);
   report(m_context.log, PROCESS_WATCHED_AGAIN_EVENT, {m_name, std::to_string(identity.pid)});
   try {
-    if (!leaving) limit_startup(m_instance, settings_of(m_context, m_name).startup_time_limit);
+    if (!leaving) limit_startup(m_instance, settings().startup_time_limit);
   } catch (const QZ_LocatorInternal::StartFailed&) {
     // No longer configured: it has no limit any more.
   }
@@ -179,7 +183,7 @@ bool ActiveProcessImpl::watched() const {
 }
 
 void ActiveProcessImpl::ended(const Instance& instance) {
-  Orbs dead;
+  AttachedOrbs dead;
   bool start_wanted = false;
   {
     const QZ_MutexLock lock(m_mutex);
@@ -192,15 +196,15 @@ void ActiveProcessImpl::ended(const Instance& instance) {
   }
   // With a start remembered, ORBs that have registered nothing wait for the next run. Without one, those do that have
   // just been attached for it: their start is about to be asked.
-  Orbs waiting = take(dead, false);
+  AttachedOrbs waiting = take(dead, false);
   if (!start_wanted) {
-    Orbs next;
+    AttachedOrbs next;
     for (auto& attached : waiting) (attached.next_run ? next : dead).push_back(std::move(attached));
     waiting = std::move(next);
   }
-  tell_died(dead);
+  tell_died(dead, m_context.log);
 
-  Orbs failed;
+  AttachedOrbs failed;
   {
     const QZ_MutexLock lock(m_mutex);
     m_orbs.insert(m_orbs.begin(), std::make_move_iterator(waiting.begin()), std::make_move_iterator(waiting.end()));
@@ -212,13 +216,15 @@ void ActiveProcessImpl::ended(const Instance& instance) {
       } catch (...) {
         failed.swap(m_orbs);
       }
+    } else if (start_wanted) {
+      failed.swap(m_orbs);  // they waited for a start that a stop has taken back
     }
   }
-  tell_died(failed);
+  tell_died(failed, m_context.log);
 }
 
 void ActiveProcessImpl::startup_limit_reached(const Instance& instance, Milliseconds limit) {
-  Orbs orbs;
+  AttachedOrbs orbs;
   {
     const QZ_MutexLock lock(m_mutex);
     if (m_instance != instance || m_state != State::UP) return;
@@ -228,11 +234,11 @@ void ActiveProcessImpl::startup_limit_reached(const Instance& instance, Millisec
   const QZ_MutexLock lock(m_mutex);
   if (m_instance != instance) return;
   report(m_context.log, PROCESS_STARTUP_LIMIT_EVENT, {m_name, std::to_string(instance->pid()), seconds_text(limit)});
-  instance->kill_group();
+  instance->signal_group(SIGKILL);
 }
 
 void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds grace) {
-  Orbs orbs;
+  AttachedOrbs orbs;
   {
     const QZ_MutexLock lock(m_mutex);
     if (m_state != State::LEAVING || !m_start_wanted || start_number != m_starts_wanted) return;
@@ -241,7 +247,7 @@ void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds
     report(m_context.log, PROCESS_STOP_GRACE_EVENT, {m_name, std::to_string(m_instance->pid()), seconds_text(grace)});
   }
   // ORBs that have registered show that the process came back instead of leaving; the start fails for the others.
-  const Orbs failed = take(orbs, false);
+  const AttachedOrbs failed = take(orbs, false);
   {
     const QZ_MutexLock lock(m_mutex);
     std::erase_if(m_orbs, [&](const auto& attached) {
@@ -252,18 +258,18 @@ void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds
       record();
     }
   }
-  tell_died(failed);
+  tell_died(failed, m_context.log);
 }
 
 void ActiveProcessImpl::check_unwatched(unsigned limit) {
-  Orbs orbs;
+  AttachedOrbs orbs;
   {
     const QZ_MutexLock lock(m_mutex);
     if (m_instance || m_state == State::SETTLING || (m_state == State::IDLE && m_orbs.empty())) return;
     orbs = m_orbs;
   }
   const bool registered = any_registered(orbs);
-  Orbs dead;
+  AttachedOrbs dead;
   {
     const QZ_MutexLock lock(m_mutex);
     if (m_instance) return;
@@ -278,44 +284,13 @@ void ActiveProcessImpl::check_unwatched(unsigned limit) {
     dead.swap(m_orbs);
     record();
   }
-  tell_died(dead);
+  tell_died(dead, m_context.log);
 }
 
 void ActiveProcessImpl::detach_all() {
-  Orbs orbs;
+  AttachedOrbs orbs;
   const QZ_MutexLock lock(m_mutex);
   orbs.swap(m_orbs);
-}
-
-ActiveProcessImpl::Orbs ActiveProcessImpl::take(Orbs& orbs, bool registered) {
-  Orbs taken;
-  Orbs left;
-  for (auto& attached : orbs) {
-    bool is_registered = false;
-    try {
-      is_registered = attached.orb->registered();
-    } catch (const CORBA::Exception&) {
-      // What cannot be asked has nothing that stands.
-    }
-    (is_registered == registered ? taken : left).push_back(std::move(attached));
-  }
-  orbs = std::move(left);
-  return taken;
-}
-
-bool ActiveProcessImpl::any_registered(const Orbs& orbs) {
-  Orbs copy = orbs;
-  return !take(copy, true).empty();
-}
-
-void ActiveProcessImpl::tell_died(const Orbs& orbs) const {
-  for (const auto& attached : orbs) {
-    try {
-      attached.orb->process_died();
-    } catch (...) {
-      report(m_context.log, DEATH_REPORT_FAILED_EVENT, {attached.name, current_exception_text()});
-    }
-  }
 }
 
 void ActiveProcessImpl::report_end(const ProcessInstance& instance, const ProcessEnd& end) const {
@@ -345,8 +320,8 @@ void ActiveProcessImpl::write_record() {
   ProcessIdentity identity;
   {
     const QZ_MutexLock lock(m_mutex);
-    up = m_state == State::UP || m_state == State::LEAVING;
-    leaving = m_state == State::LEAVING;
+    leaving = m_state == State::LEAVING || m_state == State::STOPPING;
+    up = leaving || m_state == State::UP;
     if (m_instance) identity = m_instance->identity();
   }
   try {

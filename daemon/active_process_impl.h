@@ -4,8 +4,8 @@
 #include <memory>
 #include <qz_locator_internal.hh>
 #include <string>
-#include <vector>
 
+#include "daemon/attached_orbs.h"
 #include "daemon/process_context.h"
 #include "daemon/process_instance.h"
 #include "platform/base/qz_mutex.h"
@@ -18,9 +18,10 @@ namespace poalocd {
 //   idle      no run; start() makes one
 //   up        a run that the daemon watches, or one that registered by itself and has no known pid
 //   leaving   a run whose last ORB has unregistered, so that its exit is expected; start() is remembered
+//   stopping  a run that was told to end, and is killed when its grace period is over; start() is remembered
 //   settling  a run's exit was seen and its ORBs are being told; start() is remembered
 //
-// ORBs that attach while a run is leaving or settling belong to the run after it.
+// ORBs that attach while a run is leaving, stopping or settling belong to the run after it.
 class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, public QZ_CORBA::RefCountedLocalObject {
  public:
   ActiveProcessImpl(ProcessContext& context, std::string name);
@@ -30,7 +31,17 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   // An ORB of the same name that is attached already is replaced.
   void add_orb(QZ_LocatorInternal::ActiveORB_ptr which) override;
   void remove_orb(const char* orb_name) override;
-  QZ_LocatorAdmin::ActiveProcess_ptr external_reference() override { return QZ_LocatorAdmin::ActiveProcess::_nil(); }
+  QZ_LocatorAdmin::ActiveProcess_ptr external_reference() override;
+
+  // SIGTERM to the run's process group, and SIGKILL when the grace period is over. A remembered start is forgotten.
+  // QZ_LocatorAdmin::NotRunning when there is neither a watched run nor a remembered start.
+  void stop();
+  // Stops the run and remembers a start; starts where there is no run. StartFailed also for a run with no known pid.
+  void restart();
+  // What is configured by now. StartFailed when it is not configured any more.
+  ProcessSettings settings() const;
+  // The caller deletes it. Asks the ORBs.
+  QZ_LocatorAdmin::ActiveProcessInfo* info();
 
   // One of its ORBs is registering: an idle process is up from now on, with no known pid.
   void mark_running();
@@ -51,13 +62,7 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   void detach_all();
 
  private:
-  enum class State { IDLE, UP, LEAVING, SETTLING };
-  struct Attached {
-    std::string name;
-    QZ_LocatorInternal::ActiveORB_var orb;
-    bool next_run = false;  // attached while a run was leaving or settling, and that run is not over
-  };
-  using Orbs = std::vector<Attached>;
+  enum class State { IDLE, UP, LEAVING, STOPPING, SETTLING };
   using Instance = std::shared_ptr<ProcessInstance>;
   using Self = QZ_LocatorInternal::ActiveProcess_var;
 
@@ -66,19 +71,18 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   void watch(const Instance& instance) REQUIRES(m_mutex);
   void limit_startup(const Instance& instance, Milliseconds limit) REQUIRES(m_mutex);
   void limit_stop() REQUIRES(m_mutex);
+  void end_run() REQUIRES(m_mutex);
+  Milliseconds stop_grace() const;
   std::string first_orb_name() const;
 
   // On the loop's thread.
   void ended(const Instance& instance);
   void startup_limit_reached(const Instance& instance, Milliseconds limit);
   void stop_grace_over(unsigned long start_number, Milliseconds grace);
+  void kill_stopping(const Instance& instance, Milliseconds grace);
   void write_record();
 
   void report_end(const ProcessInstance& instance, const ProcessEnd& end) const;
-  // Moves those that have registered (or have not) out of orbs.
-  static Orbs take(Orbs& orbs, bool registered);
-  static bool any_registered(const Orbs& orbs);
-  void tell_died(const Orbs& orbs) const;
   // The record in the store follows, on the loop's thread: start() must wait for no disk.
   void record();
 
@@ -88,7 +92,7 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   mutable QZ_Mutex m_mutex;  // guards all below; only leaf locks (log, repository, loop) are taken with it held
   State m_state GUARDED_BY(m_mutex) = State::IDLE;
   Instance m_instance GUARDED_BY(m_mutex);  // null when idle, settling, or up with no known pid
-  Orbs m_orbs GUARDED_BY(m_mutex);
+  AttachedOrbs m_orbs GUARDED_BY(m_mutex);
   bool m_start_wanted GUARDED_BY(m_mutex) = false;
   unsigned long m_starts_wanted GUARDED_BY(m_mutex) = 0;  // tells remembered starts apart
   unsigned m_missed GUARDED_BY(m_mutex) = 0;              // checks in a row without a registered ORB

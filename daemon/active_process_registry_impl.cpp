@@ -47,6 +47,20 @@ std::vector<RefCountHandle<ActiveProcessImpl>> ActiveProcessRegistryImpl::list()
   return result;
 }
 
+std::vector<RefCountHandle<ActiveProcessImpl>> ActiveProcessRegistryImpl::page(const std::string& after,
+                                                                               std::size_t how_many) const {
+  const QZ_MutexLock lock(m_mutex);
+  std::vector<RefCountHandle<ActiveProcessImpl>> result;
+  for (auto entry = m_processes.upper_bound(after); entry != m_processes.end() && result.size() < how_many; ++entry)
+    result.push_back(entry->second);
+  return result;
+}
+
+RefCountHandle<ActiveProcessImpl> ActiveProcessRegistryImpl::find_configured(const std::string& name) {
+  const QZ_IMRInternal::Process_var process = m_context.processes->find(name.c_str());
+  return CORBA::is_nil(process) ? RefCountHandle<ActiveProcessImpl>() : get_or_make(name);
+}
+
 RefCountHandle<ActiveProcessImpl> ActiveProcessRegistryImpl::get_or_make(const std::string& name) {
   const QZ_MutexLock lock(m_mutex);
   auto& process = m_processes[name];

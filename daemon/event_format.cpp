@@ -83,18 +83,19 @@ std::string time_text(std::chrono::system_clock::time_point time) {
   return text;
 }
 
+std::string message_of(const Event& event) {
+  return without_trailing_breaks(substitute(event.text, event.parameters));
+}
+
 std::string text_line(const Event& event) {
   return time_text(event.time) + " " + priority_name(event.priority) + " " + escaped(event.subsystem) + " " +
-         std::to_string(event.id) + " " + escaped(without_trailing_breaks(substitute(event.text, event.parameters)));
+         std::to_string(event.id) + " " + escaped(message_of(event));
 }
 
 std::string json_line(const Event& event) {
-  const nlohmann::ordered_json line = {{"time", time_text(event.time)},
-                                       {"subsystem", event.subsystem},
-                                       {"id", event.id},
-                                       {"priority", event.priority},
-                                       {"message", without_trailing_breaks(substitute(event.text, event.parameters))},
-                                       {"parameters", event.parameters}};
+  const nlohmann::ordered_json line = {
+      {"time", time_text(event.time)}, {"subsystem", event.subsystem}, {"id", event.id},
+      {"priority", event.priority},    {"message", message_of(event)}, {"parameters", event.parameters}};
   return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 

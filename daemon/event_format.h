@@ -24,8 +24,11 @@ std::string priority_name(std::uint32_t priority);
 // Universal time: 2030-01-31T23:59:59.123456Z
 std::string time_text(std::chrono::system_clock::time_point time);
 
+// The text with its parameters, without trailing line breaks.
+std::string message_of(const Event& event);
+
 // TIME PRIORITY SUBSYSTEM ID MESSAGE. Line breaks within the message are written as \n, other control characters
-// as \xNN, a backslash as two; trailing line breaks are dropped.
+// as \xNN, a backslash as two.
 std::string text_line(const Event& event);
 // An object with time, subsystem, id, priority (a number), message and parameters. Octets that are no UTF-8 become
 // U+FFFD.

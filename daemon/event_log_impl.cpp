@@ -48,6 +48,7 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
       event.parameters.emplace_back((params[i] >>= value) ? value : "?");
     }
     write(event);
+    m_ring.add(event);
   } catch (const std::exception& e) {
     failed(e.what());
   } catch (...) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "daemon/event_format.h"
+#include "daemon/event_ring.h"
 #include "daemon/settings.h"
 #include "platform/base/qz_mutex.h"
 #include "platform/orb/ref_counted_local_object.h"
@@ -33,6 +34,9 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   // Opens the file anew, as after a log rotation. When that fails the old one stays in use; std::runtime_error then.
   void reopen();
 
+  // What was logged lately.
+  EventRing& ring() { return m_ring; }
+
   // Events that could not be written.
   std::uint64_t failures() const { return m_failures; }
 
@@ -47,6 +51,7 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   const EventLogSettings m_settings;
   QZ_Mutex m_mutex;
   std::shared_ptr<spdlog::logger> m_logger GUARDED_BY(m_mutex);
+  EventRing m_ring;
   std::atomic<std::uint64_t> m_failures{0};
   std::atomic<bool> m_failing{false};
 };

@@ -28,11 +28,6 @@ EventLogImpl* make_event_log(const EventLogSettings& settings) {
   }
 }
 
-std::string address_text(const QZ_IOR::Address& address) {
-  const bool ipv6 = address.host.find(':') != std::string::npos;
-  return (ipv6 ? "[" + address.host + "]" : address.host) + ":" + std::to_string(address.port);
-}
-
 // A listener on every address is reached on this machine by the loopback address.
 QZ_IOR::Address local_address(QZ_IOR::Address address) {
   if (address.host == "0.0.0.0") address.host = "127.0.0.1";
@@ -45,7 +40,8 @@ QZ_IOR::Address local_address(QZ_IOR::Address address) {
 Host::Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen)
     : m_configuration(std::move(configuration)),
       m_event_log(make_event_log(m_configuration->settings().event_log)),
-      m_service_control(new ServiceControlImpl) {
+      m_service_control(new ServiceControlImpl),
+      m_orb_access(m_configuration->settings().orb_endpoint.listeners) {
   report(m_event_log.get(), DAEMON_STARTING_EVENT, {POALOCATOR_VERSION, m_configuration->settings().domain});
   try {
     m_store_lock = std::make_unique<StoreLock>(m_configuration->settings().store.url);
@@ -69,12 +65,13 @@ Host::~Host() {
   m_locator->active_orbs().clear();
   for (const auto& process : m_locator->active_processes().list()) process->detach_all();
   m_front_door.reset();
+  m_admin.reset();
   forget_orb_log();
   m_orb->destroy();
 }
 
 void Host::open_orb() {
-  m_orb = make_orb(m_configuration->settings().orb_endpoint, m_event_log.get());
+  m_orb = make_orb(m_configuration->settings().orb_endpoint, m_orb_access, m_event_log.get());
   register_initial_reference("QZ_EventLog", m_event_log.get());
   register_initial_reference("QZ_Configuration", m_configuration.get());
 
@@ -86,7 +83,7 @@ void Host::open_orb() {
   policies[0] = root->create_lifespan_policy(PortableServer::PERSISTENT);
   policies[1] = root->create_id_assignment_policy(PortableServer::USER_ID);
   m_parent_poa = root->create_POA("poalocd", PortableServer::POAManager::_nil(), policies);
-  report(m_event_log.get(), ORB_LISTENING_EVENT, {m_configuration->settings().orb_endpoint.listen});
+  report(m_event_log.get(), ORB_LISTENING_EVENT, {m_orb_access.text()});
 }
 
 void Host::open_store() {
@@ -133,7 +130,7 @@ void Host::open_front_door(Listen listen) {
   for (std::size_t i = 0; i < listening.size(); ++i) {
     const auto& roles = config.listeners.at(i).roles;
     const bool for_servers = std::find(roles.begin(), roles.end(), QZ_LocatorInternal::ROLE_SERVER) != roles.end();
-    if (m_url.empty() && for_servers) m_url = "corbaloc::" + address_text(local_address(listening[i]));
+    if (m_url.empty() && for_servers) m_url = "corbaloc::" + QZ_IOR::to_text(local_address(listening[i]));
   }
 }
 
@@ -147,7 +144,8 @@ void Host::open_locator() {
     m_process_context = std::make_unique<ProcessContext>(ProcessContext{*m_loop, log, m_store, m_imr->orb_registry(),
                                                                         m_imr->process_registry(), settings.domain,
                                                                         m_url, m_store_lock->owner()});
-    m_locator = RefCountHandle<LocatorImpl>(new LocatorImpl(m_orb, m_imr, *m_binding_manager, *m_process_context));
+    m_locator = RefCountHandle<LocatorImpl>(
+        new LocatorImpl(m_orb, m_orb_access, m_imr, *m_binding_manager, *m_process_context));
     m_locator->active_processes().load(find_runs(m_store_lock->killed_owners()));
     m_store_lock->forget_killed_owners();
   } catch (const CORBA::SystemException& e) {
@@ -156,6 +154,7 @@ void Host::open_locator() {
   }
   m_liveness_monitor = std::make_unique<LivenessMonitor>(settings.liveness, m_locator->active_orbs(),
                                                          m_locator->active_processes(), m_event_log.get());
+  m_admin = std::make_unique<HostAdmin>(*this);
   report(m_event_log.get(), STORE_OPENED_EVENT,
          {settings.store.url, std::to_string(m_imr->processes().size()), std::to_string(m_imr->orbs().size())});
 }
@@ -177,12 +176,14 @@ void Host::start() {
 void Host::stop() {
   if (std::exchange(m_stopped, true)) return;
   if (m_front_door) m_front_door->stop();
+  m_event_log->ring().close();  // who waits for events would be waited for below
   // Not deactivate(): omniORB does not survive its destroy() after that while objects are active.
   m_root_manager->discard_requests(true);
   const PortableServer::POAManager_var manager = m_parent_poa->the_POAManager();
   manager->discard_requests(true);
   // Plug-ins take their POAs away now.
   turn_connections_away();
+  m_admin->stop();
   m_liveness_monitor->stop();
   m_loop->stop();
 }

@@ -8,12 +8,14 @@
 
 #include "daemon/active_orb_registry_impl.h"
 #include "daemon/active_process_registry_impl.h"
+#include "daemon/admin/host_admin.h"
 #include "daemon/configuration_impl.h"
 #include "daemon/event_log_impl.h"
 #include "daemon/event_loop.h"
 #include "daemon/imr_impl.h"
 #include "daemon/liveness_monitor.h"
 #include "daemon/locator_impl.h"
+#include "daemon/orb_access.h"
 #include "daemon/process_context.h"
 #include "daemon/service_control_impl.h"
 #include "daemon/start_error.h"
@@ -40,7 +42,8 @@ class Host {
 
   // Makes, in this order: event log, configuration, lock of the store, ORB with its initial references "QZ_EventLog",
   // "QZ_Configuration", "QZ_BindingManager" and "TransactionCurrent", store, binding manager, front door (its ports are
-  // taken, but nobody is served), repository and locator. Takes up what the store knows of running processes.
+  // taken, but nobody is served), repository, locator and their administration. Takes up what the store knows of running
+  // processes.
   // StartError, ConfigurationError.
   explicit Host(RefCountHandle<ConfigurationImpl> configuration, Listen listen = Listen::YES);
   // Stops, gives up active ORBs without telling them, and ends the ORB.
@@ -66,6 +69,7 @@ class Host {
   QZ_Binding::BindingManagerImpl& binding_manager() const { return *m_binding_manager; }
   ImrImpl& imr() const { return *m_imr; }
   LocatorImpl& locator() const { return *m_locator; }
+  EventLoop& loop() const { return *m_loop; }
   LivenessMonitor& liveness_monitor() const { return *m_liveness_monitor; }
   // Null without one.
   QZ_Binding::FrontDoor* front_door() const { return m_front_door.get(); }
@@ -87,6 +91,7 @@ class Host {
   const RefCountHandle<EventLogImpl> m_event_log;
   const RefCountHandle<ServiceControlImpl> m_service_control;
   std::unique_ptr<StoreLock> m_store_lock;  // goes after whatever uses the store
+  OrbAccess m_orb_access;
   CORBA::ORB_var m_orb;
   PortableServer::POAManager_var m_root_manager;
   PortableServer::POA_var m_parent_poa;
@@ -99,6 +104,7 @@ class Host {
   RefCountHandle<ImrImpl> m_imr;
   RefCountHandle<LocatorImpl> m_locator;
   std::unique_ptr<LivenessMonitor> m_liveness_monitor;
+  std::unique_ptr<HostAdmin> m_admin;
   bool m_stopped = false;
 };
 

@@ -50,10 +50,22 @@ const HostEvent PROCESS_RECORD_FAILED_EVENT{
 const HostEvent SERVER_PROBE_FAILED_EVENT{30, WARNING, "The server of ORB \"%0\" does not answer (%1 of %2)."};
 const HostEvent SERVER_DEAD_EVENT{31, WARNING, "The server of ORB \"%0\" is taken for dead."};
 const HostEvent DEATH_REPORT_FAILED_EVENT{32, ERROR_PRIORITY, "ORB \"%0\" failed to handle the end of its process: %1"};
+const HostEvent PROCESS_STOPPING_EVENT{33, INFORMATION, "Process \"%0\" is told to end. Pid: %1"};
+const HostEvent PROCESS_STOP_KILLED_EVENT{
+    34, WARNING, "Process \"%0\" has not ended within its stop grace period of %2 s and is killed. Pid: %1"};
 
 const HostEvent ORB_ADDED_EVENT{40, INFORMATION, "ORB \"%0\" added to the repository."};
 const HostEvent ORB_DESTROYED_EVENT{41, INFORMATION, "ORB \"%0\" removed from the repository."};
 const HostEvent NAME_KNOWN_EVENT{42, INFORMATION, "Name \"%0\" is served to %1."};
+const HostEvent ORB_CHANGED_EVENT{43, INFORMATION, "Process of ORB \"%0\" set to \"%1\"."};
+const HostEvent PROCESS_ADDED_EVENT{44, INFORMATION, "Process \"%0\" added to the repository."};
+const HostEvent PROCESS_CHANGED_EVENT{45, INFORMATION, "Process \"%0\" changed, from its next start on."};
+const HostEvent PROCESS_DESTROYED_EVENT{46, INFORMATION, "Process \"%0\" removed from the repository."};
+const HostEvent CONFIGURED_ENTRIES_IGNORED_EVENT{
+    47, INFORMATION,
+    "The configuration's processes and ORBs (%0) are not used, because the store has entries: change those instead."};
+const HostEvent IMPORT_DONE_EVENT{48, INFORMATION, "Repository imported. Entries: %0, added: %1, changed: %2"};
+const HostEvent IMPORT_FAILED_EVENT{49, ERROR_PRIORITY, "An import into the repository failed: %0"};
 
 void report(QZ_Logging::EventLog_ptr log, const HostEvent& event, const std::vector<std::string>& parameters) noexcept {
   if (CORBA::is_nil(log)) return;

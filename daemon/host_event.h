@@ -44,10 +44,19 @@ extern const HostEvent PROCESS_RECORD_FAILED_EVENT;
 extern const HostEvent SERVER_PROBE_FAILED_EVENT;
 extern const HostEvent SERVER_DEAD_EVENT;
 extern const HostEvent DEATH_REPORT_FAILED_EVENT;
+extern const HostEvent PROCESS_STOPPING_EVENT;
+extern const HostEvent PROCESS_STOP_KILLED_EVENT;
 
 extern const HostEvent ORB_ADDED_EVENT;
 extern const HostEvent ORB_DESTROYED_EVENT;
 extern const HostEvent NAME_KNOWN_EVENT;
+extern const HostEvent ORB_CHANGED_EVENT;
+extern const HostEvent PROCESS_ADDED_EVENT;
+extern const HostEvent PROCESS_CHANGED_EVENT;
+extern const HostEvent PROCESS_DESTROYED_EVENT;
+extern const HostEvent CONFIGURED_ENTRIES_IGNORED_EVENT;
+extern const HostEvent IMPORT_DONE_EVENT;
+extern const HostEvent IMPORT_FAILED_EVENT;
 
 // Never throws. log: nil drops the event.
 void report(QZ_Logging::EventLog_ptr log, const HostEvent& event, const std::vector<std::string>& parameters) noexcept;

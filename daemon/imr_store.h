@@ -28,6 +28,14 @@ class ProcessData : public CosPersistentState::StorageObject {
   CORBA::ULongLong startup_time_limit() const { return get(STARTUP_TIME_LIMIT); }
   CORBA::ULongLong stop_grace() const { return get(STOP_GRACE); }
   std::string log_file() const { return get(LOG_FILE); }
+
+  void argv(const std::vector<std::string>& value) { set(ARGV, value); }
+  void working_directory(const std::string& value) { set(WORKING_DIRECTORY, value); }
+  void environment(const std::vector<std::string>& value) { set(ENVIRONMENT, value); }
+  void user(const std::string& value) { set(USER, value); }
+  void startup_time_limit(CORBA::ULongLong value) { set(STARTUP_TIME_LIMIT, value); }
+  void stop_grace(CORBA::ULongLong value) { set(STOP_GRACE, value); }
+  void log_file(const std::string& value) { set(LOG_FILE, value); }
 };
 using ProcessDataRef = QZ_PSS::StorageRef<ProcessData>;
 
@@ -38,10 +46,8 @@ class ProcessDataHome : public CosPersistentState::StorageHomeBase {
   static ProcessDataHome* _narrow(StorageHomeBase* home) { return dynamic_cast<ProcessDataHome*>(home); }
 
   ProcessDataRef find_by_name(const std::string& name) const { return find<ProcessData>(name.c_str()); }
-  ProcessDataRef create(const std::string& name, const std::vector<std::string>& argv,
-                        const std::string& working_directory, const std::vector<std::string>& environment,
-                        const std::string& user, CORBA::ULongLong startup_time_limit, CORBA::ULongLong stop_grace,
-                        const std::string& log_file);
+  // With no other member set.
+  ProcessDataRef create(const std::string& name) { return create_object<ProcessData>({{ProcessData::NAME, name}}); }
 };
 
 class OrbData : public CosPersistentState::StorageObject {
@@ -52,6 +58,7 @@ class OrbData : public CosPersistentState::StorageObject {
 
   std::string name() const { return get(NAME); }
   std::string process_name() const { return get(PROCESS_NAME); }
+  void process_name(const std::string& value) { set(PROCESS_NAME, value); }
 };
 using OrbDataRef = QZ_PSS::StorageRef<OrbData>;
 

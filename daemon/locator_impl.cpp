@@ -7,9 +7,10 @@
 
 namespace poalocd {
 
-LocatorImpl::LocatorImpl(CORBA::ORB_ptr orb, RefCountHandle<ImrImpl> imr,
+LocatorImpl::LocatorImpl(CORBA::ORB_ptr orb, OrbAccess& access, RefCountHandle<ImrImpl> imr,
                          QZ_Binding::BindingManagerImpl& binding_manager, ProcessContext& context)
     : m_orb(CORBA::ORB::_duplicate(orb)),
+      m_access(access),
       m_domain(context.domain),
       m_log(context.log),
       m_imr(std::move(imr)),
@@ -38,7 +39,7 @@ void LocatorImpl::make_known(const char* name, CORBA::Object_ptr reference, CORB
   const bool server = role == QZ_LocatorInternal::ROLE_SERVER;
   if (!name || !*name || CORBA::is_nil(reference) || (!server && role != QZ_LocatorInternal::ROLE_ADMINISTRATOR))
     throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
-  const QZ_IOR::IOR_var target = QZ_IOR::from_object(reference);
+  const QZ_IOR::IOR_var target = server ? m_access.admit_servers(reference) : QZ_IOR::from_object(reference);
   m_binding_manager->register_name(name, target, static_cast<int>(role));
   report(m_log, NAME_KNOWN_EVENT, {name, server ? "servers" : "administrators"});
 }

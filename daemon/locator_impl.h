@@ -9,6 +9,7 @@
 #include "daemon/active_process_registry_impl.h"
 #include "daemon/imr_impl.h"
 #include "daemon/oa_locator_registry_impl.h"
+#include "daemon/orb_access.h"
 #include "platform/base/ref_count_handle.h"
 #include "platform/binding/binding_manager_impl.h"
 
@@ -17,8 +18,8 @@ namespace poalocd {
 // Safe from any thread.
 class LocatorImpl : public virtual QZ_LocatorInternal::Locator, public QZ_CORBA::RefCountedLocalObject {
  public:
-  LocatorImpl(CORBA::ORB_ptr orb, RefCountHandle<ImrImpl> imr, QZ_Binding::BindingManagerImpl& binding_manager,
-              ProcessContext& context);
+  LocatorImpl(CORBA::ORB_ptr orb, OrbAccess& access, RefCountHandle<ImrImpl> imr,
+              QZ_Binding::BindingManagerImpl& binding_manager, ProcessContext& context);
 
   CORBA::ORB_ptr _qz_get_orb() override { return CORBA::ORB::_duplicate(m_orb); }
   char* domain_name() override { return CORBA::string_dup(m_domain.c_str()); }
@@ -34,6 +35,7 @@ class LocatorImpl : public virtual QZ_LocatorInternal::Locator, public QZ_CORBA:
 
  private:
   const CORBA::ORB_var m_orb;
+  OrbAccess& m_access;
   const std::string m_domain;
   const QZ_Logging::EventLog_var m_log;
   const RefCountHandle<ImrImpl> m_imr;

@@ -1,5 +1,6 @@
 #include "daemon/orb_setup.h"
 
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -30,36 +31,38 @@ void log_orb_message(const char* text) {
 
 }  // namespace
 
-CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, QZ_Logging::EventLog_ptr log) {
+CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, OrbAccess& access, QZ_Logging::EventLog_ptr log) {
   {
     const std::lock_guard lock(orb_log_mutex);
     orb_log = QZ_Logging::EventLog::_duplicate(log);
   }
   omniORB::setLogFunction(log_orb_message);
 
-  const std::string endpoint = "giop:tcp:" + settings.listen;
-  const std::string published = settings.published.empty() ? "addr" : "giop:tcp:" + settings.published;
   const std::string call_limit = std::to_string(settings.activate_time_limit.count());
   const std::string connect_limit = std::to_string(settings.probe_time_limit.count());
-  const char* options[][2] = {{"endPoint", endpoint.c_str()},
-                              {"endPointPublish", published.c_str()},
-                              {"clientCallTimeOutPeriod", call_limit.c_str()},
-                              {"clientConnectTimeOutPeriod", connect_limit.c_str()},
-                              // One round trip to a server, not two.
-                              {"verifyObjectExistsAndType", "0"},
-                              {"threadPerConnectionUpperLimit", THREADED_CONNECTIONS},
-                              {"threadPerConnectionLowerLimit", THREADED_CONNECTIONS_AGAIN},
-                              {nullptr, nullptr}};
+  auto settable = access.orb_options();
+  settable.insert(settable.end(), {{"clientCallTimeOutPeriod", call_limit},
+                                   {"clientConnectTimeOutPeriod", connect_limit},
+                                   // One round trip to a server, not two.
+                                   {"verifyObjectExistsAndType", "0"},
+                                   {"threadPerConnectionUpperLimit", THREADED_CONNECTIONS},
+                                   {"threadPerConnectionLowerLimit", THREADED_CONNECTIONS_AGAIN}});
+  const auto options = std::make_unique<const char*[][2]>(settable.size() + 1);  // ends with null pointers
+  for (std::size_t i = 0; i < settable.size(); ++i) {
+    options[i][0] = settable[i].first.c_str();
+    options[i][1] = settable[i].second.c_str();
+  }
   int argc = 0;
   char* argv[] = {nullptr};
-  CORBA::ORB_var orb = CORBA::ORB_init(argc, argv, "omniORB4", options);
+  CORBA::ORB_var orb = CORBA::ORB_init(argc, argv, "omniORB4", options.get());
+  access.begin();
   hold_connections();
   try {
     // This is when the endpoint is opened.
     const CORBA::Object_var root = orb->resolve_initial_references("RootPOA");
   } catch (const CORBA::SystemException& e) {
     orb->destroy();
-    throw StartError("orb_endpoint.listen: cannot listen on " + settings.listen + " (" + QZ_CORBA::to_string(e) +
+    throw StartError("orb_endpoint.listen: cannot listen on " + access.text() + " (" + QZ_CORBA::to_string(e) +
                      "); stop the program that uses the port, or choose another address of this machine");
   }
   return orb._retn();

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <qz_imr_internal.hh>
+#include <qz_locator_admin.hh>
 #include <qz_logging.hh>
 #include <string>
 
@@ -21,6 +23,8 @@ struct ProcessContext {
   std::string url;
   // The daemon itself, as StoreLock names it.
   std::string owner;
+  // The administration object of a process; empty while none is served. Set before the host starts.
+  std::function<QZ_LocatorAdmin::ActiveProcess_ptr(const std::string& name)> reference = {};
 };
 
 }  // namespace poalocd

@@ -2,6 +2,8 @@
 
 #include <signal.h>
 #include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
 extern "C" {  // this C library's header does not say so itself
 #include <sys/pidfd.h>
 }
@@ -47,10 +49,25 @@ std::optional<Stat> read_stat(pid_t pid) {
   return result;
 }
 
+std::chrono::microseconds time_of(clockid_t clock) {
+  timespec now{};
+  ::clock_gettime(clock, &now);
+  return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::seconds(now.tv_sec) +
+                                                               std::chrono::nanoseconds(now.tv_nsec));
+}
+
+std::chrono::microseconds time_of_tick(unsigned long long tick) {
+  const auto per_second = static_cast<unsigned long long>(::sysconf(_SC_CLK_TCK));
+  return time_of(CLOCK_REALTIME) - time_of(CLOCK_BOOTTIME) + std::chrono::microseconds(tick * 1'000'000 / per_second);
+}
+
 }  // namespace
 
 ProcessInstance::ProcessInstance(ProcessIdentity identity, UniqueFd pidfd, bool child)
-    : m_identity(std::move(identity)), m_pidfd(std::move(pidfd)), m_child(child) {}
+    : m_identity(std::move(identity)),
+      m_pidfd(std::move(pidfd)),
+      m_child(child),
+      m_started(time_of_tick(m_identity.start_time)) {}
 
 std::shared_ptr<ProcessInstance> ProcessInstance::of_child(pid_t pid) {
   UniqueFd pidfd(::pidfd_open(pid, 0));
@@ -82,9 +99,9 @@ ProcessEnd ProcessInstance::collect() {
   return {info.si_code == CLD_EXITED ? ProcessEnd::Kind::EXITED : ProcessEnd::Kind::SIGNALLED, info.si_status};
 }
 
-void ProcessInstance::kill_group() const {
+void ProcessInstance::signal_group(int signal) const {
   // The handle first: a group is only known by its number, which is this run's as long as the run can be signalled.
-  if (running() && ::pidfd_send_signal(m_pidfd.get(), 0, nullptr, 0) == 0) ::kill(-m_identity.pid, SIGKILL);
+  if (running() && ::pidfd_send_signal(m_pidfd.get(), 0, nullptr, 0) == 0) ::kill(-m_identity.pid, signal);
 }
 
 }  // namespace poalocd

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -45,8 +46,10 @@ class ProcessInstance {
 
   // To be called once, when the run has ended.
   ProcessEnd collect();
-  // SIGKILL to the run's process group. Nothing when the run has ended.
-  void kill_group() const;
+  // To the run's process group. Nothing when the run has ended.
+  void signal_group(int signal) const;
+  // Since 1970-01-01T00:00:00Z.
+  std::chrono::microseconds started() const { return m_started; }
 
  private:
   ProcessInstance(ProcessIdentity identity, UniqueFd pidfd, bool child);
@@ -54,6 +57,7 @@ class ProcessInstance {
   const ProcessIdentity m_identity;
   const UniqueFd m_pidfd;
   const bool m_child;
+  const std::chrono::microseconds m_started;
 };
 
 }  // namespace poalocd

@@ -6,12 +6,7 @@
 
 namespace poalocd {
 
-// As people write seconds: "2", "0.25".
-inline std::string seconds_text(Milliseconds time) {
-  std::string text = std::to_string(static_cast<double>(time.count()) / 1000);
-  text.erase(text.find_last_not_of('0') + 1);
-  if (text.back() == '.') text.pop_back();
-  return text;
-}
+// In seconds, without needless decimals.
+std::string seconds_text(Milliseconds time);
 
 }  // namespace poalocd

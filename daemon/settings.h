@@ -12,9 +12,14 @@ namespace poalocd {
 
 using Milliseconds = std::chrono::milliseconds;
 
+struct OrbListenerSettings {
+  QZ_IOR::Address address;
+  std::vector<int> roles;  // QZ_LocatorInternal::ROLE_SERVER, ROLE_ADMINISTRATOR
+  std::string published;   // host:port as written into references; empty: the address
+};
+
 struct OrbEndpointSettings {
-  std::string listen;     // host:port
-  std::string published;  // host:port as written into references; empty: as listen
+  std::vector<OrbListenerSettings> listeners;
   Milliseconds probe_time_limit;
   Milliseconds activate_time_limit;
 };
@@ -49,11 +54,15 @@ struct ProcessSettings {
   Milliseconds startup_time_limit{0};  // 0: none
   Milliseconds stop_grace{10'000};
   std::string log_file;  // empty: the daemon's standard error
+
+  bool operator==(const ProcessSettings&) const = default;
 };
 
 struct OrbSettings {
   std::string name;
   std::string process;  // empty: none
+
+  bool operator==(const OrbSettings&) const = default;
 };
 
 struct Settings {

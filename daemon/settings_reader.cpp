@@ -1,10 +1,10 @@
 #include "daemon/settings_reader.h"
 
-#include <qz_locator_internal.hh>
 #include <qz_logging.hh>
 #include <set>
 
 #include "daemon/configuration_error.h"
+#include "daemon/listener_reader.h"
 #include "daemon/table_reader.h"
 
 namespace poalocd {
@@ -15,59 +15,9 @@ constexpr double A_DAY = 86'400;
 
 using Problems = std::vector<std::string>;
 
-std::vector<int> read_roles(TableReader& table) {
-  std::vector<int> result;
-  for (const auto& role : table.text_list("roles", {"server", "administrator"})) {
-    if (role == "server")
-      result.push_back(QZ_LocatorInternal::ROLE_SERVER);
-    else if (role == "administrator")
-      result.push_back(QZ_LocatorInternal::ROLE_ADMINISTRATOR);
-    else
-      table.problem(nullptr, "roles", "\"" + role + "\" is none of: server, administrator");
-  }
-  return result;
-}
-
-// A listener is an address, or a table of an address and the roles that it admits.
-std::vector<QZ_Binding::ListenerConfig> read_listeners(TableReader& front_door, Problems& problems) {
-  std::vector<QZ_Binding::ListenerConfig> result;
-  const auto* found = front_door.node("listen");
-  if (!found) return {QZ_Binding::ListenerConfig{}};
-  const auto* list = found->as_array();
-  if (!list || list->empty()) {
-    front_door.problem(found, "listen",
-                       "must be a list of one or more addresses HOST:PORT, or of tables with address and roles");
-    return result;
-  }
-  for (const auto& element : *list) {
-    QZ_Binding::ListenerConfig listener;
-    std::string address;
-    if (const auto* text = element.as_string()) {
-      address = text->get();
-    } else if (const auto* as_table = element.as_table()) {
-      TableReader table(as_table, "front_door:listen", problems, nullptr);
-      address = table.required_text("address");
-      listener.roles = read_roles(table);
-      table.finish();
-    } else {
-      front_door.problem(&element, "listen", "must hold addresses HOST:PORT, or tables with address and roles");
-      continue;
-    }
-    if (const auto wrong = address_problem(address); !wrong.empty()) {
-      front_door.problem(&element, "listen", "\"" + address + "\" " + wrong);
-      continue;
-    }
-    const auto split = split_address(address);
-    listener.host = split.host;
-    listener.port = split.port;
-    result.push_back(std::move(listener));
-  }
-  return result;
-}
-
 QZ_Binding::FrontDoorConfig read_front_door(TableReader table, Problems& problems) {
   QZ_Binding::FrontDoorConfig result;
-  result.listeners = read_listeners(table, problems);
+  result.listeners = read_front_door_listeners(table, problems);
   for (const auto& address : table.text_list("published", {})) {
     if (const auto wrong = address_problem(address); !wrong.empty())
       table.problem(nullptr, "published", "\"" + address + "\" " + wrong);
@@ -99,12 +49,9 @@ QZ_Binding::FrontDoorConfig read_front_door(TableReader table, Problems& problem
   return result;
 }
 
-OrbEndpointSettings read_orb_endpoint(TableReader table) {
+OrbEndpointSettings read_orb_endpoint(TableReader table, Problems& problems) {
   OrbEndpointSettings result;
-  result.listen = table.address("listen", "127.0.0.1:2810");
-  result.published = table.text("published", "");
-  const auto wrong = result.published.empty() ? std::string() : address_problem(result.published);
-  if (!wrong.empty()) table.problem(nullptr, "published", wrong);
+  result.listeners = read_orb_listeners(table, problems);
   result.probe_time_limit = table.seconds("probe_time_limit", 2, 0.001, A_DAY);
   result.activate_time_limit = table.seconds("activate_time_limit", 30, 0.001, A_DAY);
   table.finish();
@@ -224,7 +171,7 @@ Settings read_settings(const toml::table& document, FlatValues& flat) {
   result.stop_time_limit = locator.seconds("stop_time_limit", 5, 0.001, A_DAY);
   locator.finish();
   result.front_door = read_front_door(section("front_door"), problems);
-  result.orb_endpoint = read_orb_endpoint(section("orb_endpoint"));
+  result.orb_endpoint = read_orb_endpoint(section("orb_endpoint"), problems);
   result.store = read_store(section("store"));
   result.event_log = read_event_log(section("event_log"));
   result.liveness = read_liveness(section("liveness"));

@@ -1,4 +1,4 @@
-// The three things that the daemon does with its homes.
+// What the daemon does with its homes.
 #pragma once
 
 #include <memory>
@@ -27,6 +27,16 @@ void for_each_record(QZ_PSS::TxSessionAssociation& association, Use use) {
     const CORBA::Any_var row = rows->value(1);
     const auto record = QZ_PSS::StorageRef<typename Home::Data>::from_any(row.in(), association);
     use(record.deref());
+  }
+}
+
+// The record that find() gives, or what create() makes when it raises NotFound.
+template <class Find, class Create>
+auto find_or_create(Find find, Create create) {
+  try {
+    return find();
+  } catch (const CosPersistentState::NotFound&) {
+    return create();
   }
 }
 

@@ -103,4 +103,9 @@ void BindingManagerImpl::set_addresses(std::vector<QZ_IOR::Address> addresses) {
   m_addresses = std::move(addresses);
 }
 
+std::vector<QZ_IOR::Address> BindingManagerImpl::addresses() const {
+  QZ_MutexLock lock(m_mutex);
+  return m_addresses;
+}
+
 }  // namespace QZ_Binding

@@ -45,6 +45,7 @@ class BindingManagerImpl : public virtual QZ_Binding::BindingManager, public QZ_
 
   // What endpoint() puts into references. The front door does this when it opens.
   void set_addresses(std::vector<QZ_IOR::Address> addresses);
+  std::vector<QZ_IOR::Address> addresses() const;
 
   // Where a request with this key goes: the longest registered prefix; null when there is none. A key without octets
   // goes to a domain's (two-segment) prefix.

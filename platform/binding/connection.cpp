@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/error.hpp>
+#include <qz_locator_internal.hh>
 #include <utility>
 
 #include "platform/binding/dispatcher.h"
@@ -37,6 +38,7 @@ Connection::Connection(IoThread& thread, asio::ip::tcp::socket socket, const asi
         return m_socket.remote_endpoint(ignored).port();
       }()),
       m_roles(roles),
+      m_admits_clients(std::find(roles.begin(), roles.end(), QZ_LocatorInternal::ROLE_CLIENT) != roles.end()),
       m_reader({m_context.config.max_header_size, m_context.config.max_incomplete_requests}) {}
 
 Connection::~Connection() = default;

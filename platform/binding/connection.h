@@ -98,6 +98,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   const asio::ip::address m_peer;
   const std::uint16_t m_peer_port;
   const std::span<const int> m_roles;
+  const bool m_admits_clients;
   std::atomic<bool> m_gone{false};
 
   State m_state = State::OPEN;

@@ -99,7 +99,7 @@ void Connection::dispatch(RequestRecord& record) {
   }
   record.add_ref();  // for this function
   for (;;) {
-    const auto route = m_context.manager.find_route(record.key());
+    const auto route = m_admits_clients ? m_context.manager.find_route(record.key()) : nullptr;
     if (!route) {
       answer_unrouted(m_context, record);
       break;

@@ -33,7 +33,7 @@ std::string text_of(const std::vector<QZ_IOR::Address>& addresses) {
   std::string text;
   for (const auto& address : addresses) {
     if (!text.empty()) text += ", ";
-    text += address.host + ":" + std::to_string(address.port);
+    text += to_text(address);
   }
   return text;
 }

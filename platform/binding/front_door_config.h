@@ -16,8 +16,8 @@ struct ListenerConfig {
   std::string host = "127.0.0.1";
   // 0: any free port.
   std::uint16_t port = 2809;
-  // Which names it tells (QZ_LocatorInternal::ROLE_...); servers' objects are located on every listener.
-  std::vector<int> roles = {0, 1};
+  // Whom it admits (QZ_LocatorInternal::ROLE_...): which names it tells, and whether it locates servers' objects.
+  std::vector<int> roles = {0, 1, 2};
 };
 
 struct FrontDoorConfig {

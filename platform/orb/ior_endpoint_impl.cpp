@@ -45,6 +45,11 @@ std::vector<unsigned char> code_sets() {
 
 }  // namespace
 
+std::string to_text(const Address& address) {
+  const bool ipv6 = address.host.find(':') != std::string::npos;
+  return (ipv6 ? "[" + address.host + "]" : address.host) + ":" + std::to_string(address.port);
+}
+
 IOREndpointImpl::IOREndpointImpl(std::vector<Profile> profiles) : m_profiles(std::move(profiles)) {
   for (const Profile& profile : m_profiles) {
     if (!profile.keyed) continue;

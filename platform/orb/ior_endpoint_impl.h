@@ -17,6 +17,8 @@ struct Address {
   std::string host;
   std::uint16_t port;
 };
+// HOST:PORT, an IPv6 host in brackets.
+std::string to_text(const Address& address);
 
 // Immutable; safe from any thread.
 class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {

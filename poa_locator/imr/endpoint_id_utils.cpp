@@ -5,7 +5,7 @@
 
 #include <poa_persistent_server.hh>
 
-#include "poa_locator/plugin/initial_reference.h"
+#include "platform/orb/initial_reference.h"
 
 namespace {
 

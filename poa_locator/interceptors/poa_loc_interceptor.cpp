@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "platform/orb/exception_text.h"
+#include "platform/orb/initial_reference.h"
 #include "poa_locator/interceptors/request_info.h"
 #include "poa_locator/locator/active_endpoint.h"
 #include "poa_locator/locator/active_endpoint_registry.h"
 #include "poa_locator/plugin/event_report.h"
 #include "poa_locator/plugin/gate_pass.h"
-#include "poa_locator/plugin/initial_reference.h"
 #include "poa_locator/plugin/minor_codes.h"
 #include "poa_locator/plugin/poa_loc_event_msg.h"
 #include "poa_locator/plugin/poa_locator_impl.h"

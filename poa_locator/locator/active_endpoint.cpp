@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/orb/exception_text.h"
+#include "platform/orb/initial_reference.h"
 #include "platform/orb/ref_counted_local_object.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
 #include "poa_locator/imr/endpoint_registry.h"
@@ -14,7 +15,6 @@
 #include "poa_locator/locator/poa_active_orb_registry.h"
 #include "poa_locator/locator/request_response_thread.h"
 #include "poa_locator/plugin/event_report.h"
-#include "poa_locator/plugin/initial_reference.h"
 #include "poa_locator/plugin/minor_codes.h"
 #include "poa_locator/plugin/poa_loc_event_msg.h"
 #include "poa_locator/plugin/poa_locator_impl.h"

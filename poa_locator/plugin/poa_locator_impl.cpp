@@ -1,11 +1,11 @@
 #include "poa_locator/plugin/poa_locator_impl.h"
 
+#include "platform/orb/initial_reference.h"
 #include "platform/orb/vendor_policy.h"
 #include "poa_locator/imr/poa_imr_impl.h"
 #include "poa_locator/interceptors/poa_loc_interceptor.h"
 #include "poa_locator/locator/active_endpoint_registry.h"
 #include "poa_locator/locator/poa_active_orb_registry.h"
-#include "poa_locator/plugin/initial_reference.h"
 #include "poa_locator/servants/ext_active_poa_impl.h"
 #include "poa_locator/servants/ext_active_poa_registry_impl.h"
 #include "poa_locator/servants/ext_endpoint_activator_registry_impl.h"

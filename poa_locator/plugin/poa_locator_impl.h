@@ -26,7 +26,7 @@
 #include "platform/base/qz_mutex.h"
 #include "platform/base/qz_string.h"
 #include "platform/orb/ref_counted_local_object.h"
-#include "poa_locator/servants/servant_poa.h"
+#include "platform/orb/servant_poa.h"
 
 class ActiveEndpointRegistry;
 class ExternalActivePOAImpl;

@@ -1,9 +1,9 @@
 #include "poa_locator/servants/ext_active_poa_impl.h"
 
 #include "platform/base/ref_count_handle.h"
+#include "platform/orb/initial_reference.h"
 #include "poa_locator/locator/active_endpoint_registry.h"
 #include "poa_locator/locator/poa_active_orb_impl.h"
-#include "poa_locator/plugin/initial_reference.h"
 #include "poa_locator/plugin/minor_codes.h"
 
 ExternalActivePOAImpl::ExternalActivePOAImpl(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent,

@@ -4,8 +4,8 @@
 
 #include <poa_locator_admin.hh>
 
+#include "platform/orb/servant_poa.h"
 #include "poa_locator/locator/active_endpoint.h"
-#include "poa_locator/servants/servant_poa.h"
 
 class ActiveEndpointRegistry;
 

@@ -3,7 +3,7 @@
 
 #include <poa_locator_admin.hh>
 
-#include "poa_locator/servants/servant_poa.h"
+#include "platform/orb/servant_poa.h"
 
 class ActiveEndpointRegistry;
 class POALocatorImpl;

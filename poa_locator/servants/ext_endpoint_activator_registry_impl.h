@@ -5,7 +5,7 @@
 
 #include <poa_persistent_server.hh>
 
-#include "poa_locator/servants/servant_poa.h"
+#include "platform/orb/servant_poa.h"
 
 class POAActiveORBRegistry;
 class POALocatorImpl;

@@ -5,8 +5,8 @@
 #include <poa_persistent_server.hh>
 #include <qz_binding.hh>
 
+#include "platform/orb/servant_poa.h"
 #include "poa_locator/locator/active_endpoint.h"
-#include "poa_locator/servants/servant_poa.h"
 
 class ActiveEndpointRegistry;
 class POALocatorImpl;

@@ -1,6 +1,6 @@
 #include "poa_locator/servants/ext_poa_active_orb_impl.h"
 
-#include "poa_locator/plugin/initial_reference.h"
+#include "platform/orb/initial_reference.h"
 #include "poa_locator/plugin/minor_codes.h"
 #include "poa_locator/servants/active_poa_references.h"
 

@@ -4,8 +4,8 @@
 
 #include <poa_locator_admin.hh>
 
+#include "platform/orb/servant_poa.h"
 #include "poa_locator/locator/poa_active_orb_registry.h"
-#include "poa_locator/servants/servant_poa.h"
 
 class ExternalPOAActiveORBImpl : public POA_QZ_POALocatorAdmin::POAActiveORB {
  public:

@@ -1,7 +1,7 @@
 #include "poa_locator/servants/ext_poa_impl.h"
 
+#include "platform/orb/initial_reference.h"
 #include "poa_locator/imr/endpoint_registry.h"
-#include "poa_locator/plugin/initial_reference.h"
 #include "poa_locator/plugin/poa_locator_impl.h"
 #include "poa_locator/servants/poa_references.h"
 

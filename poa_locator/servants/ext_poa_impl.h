@@ -4,8 +4,8 @@
 
 #include <poa_imr_admin.hh>
 
+#include "platform/orb/servant_poa.h"
 #include "poa_locator/imr/endpoint.h"
-#include "poa_locator/servants/servant_poa.h"
 
 class EndpointRegistry;
 

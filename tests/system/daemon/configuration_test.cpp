@@ -137,7 +137,7 @@ TEST_F(ConfigurationTest, EventsBelowTheLeastPriorityAreNotLogged) {
 TEST_F(ConfigurationTest, SeveralListenersServeTheSame) {
   const std::string second = m_locator.host() + ":3809";
   m_locator.config().set("front_door", "listen",
-                         "[\"" + m_locator.address() + "\", { address = \"" + second + "\", roles = [\"server\"] }]");
+                         "[\"" + m_locator.address() + "\", { address = \"" + second + "\", roles = [\"client\", \"server\"] }]");
   m_locator.start();
   m_server.add("Bank");
   for (const int port : {2809, 3809}) {

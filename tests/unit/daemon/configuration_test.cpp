@@ -48,7 +48,10 @@ TEST(Configuration, HasDefaultsForEverything) {
   ASSERT_EQ(settings.front_door.listeners.size(), 1u);
   EXPECT_EQ(settings.front_door.listeners[0].host, "127.0.0.1");
   EXPECT_EQ(settings.front_door.listeners[0].port, 2809);
-  EXPECT_EQ(settings.orb_endpoint.listen, "127.0.0.1:2810");
+  ASSERT_EQ(settings.orb_endpoint.listeners.size(), 1u);
+  EXPECT_EQ(QZ_IOR::to_text(settings.orb_endpoint.listeners[0].address), "127.0.0.1:2810");
+  EXPECT_THAT(settings.orb_endpoint.listeners[0].roles, ElementsAre(0, 1));
+  EXPECT_EQ(settings.orb_endpoint.listeners[0].published, "");
   EXPECT_EQ(settings.store.url, "sqlite:///var/lib/poalocator/state.db");
   EXPECT_THAT(settings.plugins.libraries, ElementsAre("libqz_poa_location_loc.so.3"));
   EXPECT_EQ(get_string(configuration, "locator:domain"), "poalocator");
@@ -106,9 +109,50 @@ TEST(Configuration, ReadsListenersWithRoles) {
   ASSERT_EQ(listeners.size(), 2u);
   EXPECT_EQ(listeners[0].host, "::1");
   EXPECT_EQ(listeners[0].port, 1);
-  EXPECT_THAT(listeners[0].roles, ElementsAre(0, 1));
+  EXPECT_THAT(listeners[0].roles, ElementsAre(2, 0, 1));
   EXPECT_EQ(listeners[1].host, "10.0.0.1");
   EXPECT_THAT(listeners[1].roles, ElementsAre(1));
+}
+
+TEST(Configuration, ReadsWhereTheOrbListens) {
+  const auto listeners_of = [](const std::string& text) {
+    return parse("[orb_endpoint]\n" + text)->settings().orb_endpoint.listeners;
+  };
+  auto listeners = listeners_of("listen = \"[::1]:0\"\npublished = \"locator:1\"\n");
+  ASSERT_EQ(listeners.size(), 1u);
+  EXPECT_EQ(listeners[0].address.host, "::1");
+  EXPECT_EQ(listeners[0].published, "locator:1");
+  listeners = listeners_of(
+      "listen = [\"localhost:1\", { address = \"10.0.0.1:2\", roles = [\"server\"], published = \"locator:3\" }]\n");
+  ASSERT_EQ(listeners.size(), 2u);
+  EXPECT_THAT(listeners[0].roles, ElementsAre(0, 1));
+  EXPECT_EQ(listeners[0].published, "");
+  EXPECT_EQ(QZ_IOR::to_text(listeners[1].address), "10.0.0.1:2");
+  EXPECT_THAT(listeners[1].roles, ElementsAre(0));
+  EXPECT_EQ(listeners[1].published, "locator:3");
+
+  EXPECT_THAT(mistakes("[orb_endpoint]\nlisten = [\"127.0.0.1:1\", \"127.0.0.1:0\"]\n"),
+              HasSubstr("orb_endpoint.listen: must have a port other than 0"));
+  EXPECT_THAT(mistakes("[orb_endpoint]\nlisten = [\"127.0.0.1:1\", \"127.0.0.1:2\"]\npublished = \"a:1\"\n"),
+              HasSubstr("orb_endpoint.published: cannot be one for several addresses"));
+  EXPECT_THAT(mistakes("[orb_endpoint]\nlisten = [{ address = \"127.0.0.1:1\", roles = [\"client\"] }]\n"),
+              HasSubstr("\"client\" is none of: server, administrator"));
+}
+
+TEST(Configuration, AddressesThatOthersReachMustSayWhomTheyAdmit) {
+  for (const std::string host : {"10.0.0.1", "0.0.0.0", "[::]", "locator.example.com", "127.example.com"})
+    for (const std::string section : {"front_door", "orb_endpoint"}) {
+      const auto given = "\"" + host + ":1\"";
+      EXPECT_THAT(mistakes("[" + section + "]\nlisten = [" + given + "]\n"),
+                  HasSubstr(section + ".listen: " + given + " is reached from other machines, so say whom it admits"));
+      EXPECT_THAT(mistakes("[" + section + "]\nlisten = [{ address = " + given + " }]\n"),
+                  HasSubstr("say whom it admits"));
+      EXPECT_EQ(mistakes("[" + section + "]\nlisten = [{ address = " + given + ", roles = [\"server\"] }]\n"), "none");
+    }
+  for (const std::string host : {"127.0.0.1", "127.3.4.5", "[::1]", "localhost"})
+    EXPECT_EQ(mistakes("[front_door]\nlisten = [\"" + host + ":1\"]\n"), "none") << host;
+  EXPECT_THAT(mistakes("[front_door]\nlisten = [{ address = \"127.0.0.1:1\", roles = [] }]\n"),
+              HasSubstr("roles: must be a list of one or more of: client, server, administrator"));
 }
 
 TEST(Configuration, NamesPlaceAndAllowedKeysOfAnUnknownKey) {
@@ -155,7 +199,7 @@ TEST(Configuration, RefusesAddressesThatAreNone) {
   EXPECT_THAT(mistakes("[front_door]\nlisten = []\n"), HasSubstr("one or more addresses"));
   EXPECT_THAT(mistakes("[front_door]\npublished = [\"locator:0\"]\n"), HasSubstr("port other than 0"));
   EXPECT_THAT(mistakes("[front_door]\nlisten = [{ address = \"a:1\", roles = [\"root\"] }]\n"),
-              HasSubstr("\"root\" is none of: server, administrator"));
+              HasSubstr("\"root\" is none of: client, server, administrator"));
 }
 
 TEST(Configuration, RefusesProcessesAndOrbsThatCannotBe) {

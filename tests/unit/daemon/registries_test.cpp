@@ -186,18 +186,32 @@ TEST_F(ImrTest, KeepsWhatWasConfiguredOrAddedBefore) {
   EXPECT_EQ(settings.stop_grace.count(), 1250);
 }
 
-TEST_F(ImrTest, ConfigurationWinsOverTheStoredEntry) {
+TEST_F(ImrTest, ConfigurationFillsOnlyAnEmptyStore) {
   m_config.add_process({"bank", {"/bin/old"}, {}});
   open();
+  EXPECT_THAT(events(CONFIGURED_ENTRIES_IGNORED_EVENT), IsEmpty());
   CORBA::release(host().imr().orbs().add("teller"));
   close();
   m_config.clear_processes();
   m_config.add_process({"bank", {"/bin/new"}, {}});
-  m_config.add_orb("teller", "bank");
+  m_config.add_process({"shop", {"/bin/shop"}, {}});
+  m_config.add_orb("teller", "no such process");
   open();
-  const QZ_IMRInternal::Process_var bank = host().imr().processes().find("bank");
-  EXPECT_THAT(dynamic_cast<ImrProcess&>(*bank.in()).settings().argv, ElementsAre("/bin/new"));
-  EXPECT_EQ(process_of("teller"), "bank");
+  EXPECT_THAT(host().imr().processes().get("bank")->settings().argv, ElementsAre("/bin/old"));
+  EXPECT_TRUE(host().imr().processes().get("shop").is_null());
+  EXPECT_EQ(process_of("teller"), "(none)");
+  ASSERT_THAT(events(CONFIGURED_ENTRIES_IGNORED_EVENT), SizeIs(1));
+  EXPECT_THAT(events(CONFIGURED_ENTRIES_IGNORED_EVENT)[0].message, testing::HasSubstr("ORBs (3)"));
+}
+
+TEST_F(ImrTest, ConfigurationWithoutEntriesIsNoReasonToSpeak) {
+  m_config.add_orb("teller", "");
+  open();
+  close();
+  m_config = initial_config();
+  open();
+  EXPECT_EQ(process_of("teller"), "(none)");
+  EXPECT_THAT(events(CONFIGURED_ENTRIES_IGNORED_EVENT), IsEmpty());
 }
 
 TEST_F(ImrTest, RefusesAnOrbOfAnUnknownProcess) {

@@ -292,6 +292,27 @@ TEST_F(FrontDoorRequests, NameLeadsToItsReferenceForTheListenersRoles) {
   }
 }
 
+TEST_F(FrontDoorRequests, LocatesObjectsForClientsOnly) {
+  config.listeners = {{"127.0.0.1", 0, {2}}, {"127.0.0.1", 0, {0, 1}}};
+  auto binding = bound(*manager, endpoint, DISPATCH_INLINE, [&](const Pending& p) { p.forward(target); });
+  manager->register_name("EndpointRegistry", target, 0);
+  start();
+  for (const bool locate : {false, true}) {
+    const auto status = [&](int listener, Request spec) {
+      spec.locate = locate;
+      Client client(port(listener));
+      EXPECT_TRUE(client.send(request(spec)));
+      const auto reply = client.receive();
+      return reply ? reply->status() : 99u;
+    };
+    const unsigned forward = locate ? 2u : 3u, unknown = locate ? 0u : 2u;
+    EXPECT_EQ(status(0, to_endpoint(1)), forward);
+    EXPECT_EQ(status(1, to_endpoint(1)), unknown);
+    EXPECT_EQ(status(0, {.key = "EndpointRegistry"}), unknown);
+    EXPECT_EQ(status(1, {.key = "EndpointRegistry"}), forward);
+  }
+}
+
 TEST_F(FrontDoorRequests, PublishesWhereItListens) {
   start();
   QZ_IOR::IOREndpoint_var where = manager->endpoint(octet_seq("p"), QZ_Binding::EffectivePolicies::_nil());

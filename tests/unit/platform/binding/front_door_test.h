@@ -17,7 +17,7 @@ class FrontDoorTest : public ::testing::Test {
   using Counters = QZ_Binding::FrontDoorCounters;
 
   FrontDoorTest() {
-    config.listeners = {{"127.0.0.1", 0, {0, 1}}};
+    config.listeners = {{"127.0.0.1", 0, {0, 1, 2}}};
     config.threads = 2;
     config.close_time = std::chrono::milliseconds(500);
   }

@@ -1,4 +1,4 @@
-#include "poa_locator/servants/servant_poa.h"
+#include "platform/orb/servant_poa.h"
 
 #include <initializer_list>
 

@@ -1,7 +1,7 @@
 // The child POA of a servant that serves all objects of its interface: persistent, user ids, default servant.
 //
 // The POA counts a reference of the servant, so whoever owns the servant closes the POA first: OwnedServant does both.
-// Made and destroyed on the plug-in's start-up and shutdown thread; references may be made on any thread.
+// Made and destroyed on the daemon's start-up and shutdown thread; references may be made on any thread.
 #pragma once
 
 #include <omniORB4/CORBA.h>
