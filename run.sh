@@ -10,7 +10,8 @@ case "${1:-}" in
 esac
 
 install_packages
-build release poalocd qz_poa_location_loc poalocator_omniorb_server bank_server bank_client
+build release poalocd qz_poa_location_loc poalocator_omniorb_server bank_server bank_client poaloc \
+  poaloc_shell_files
 bin=$root/build/release/bin
 
 if [ "$mode" = --check ]; then
@@ -72,6 +73,14 @@ start_daemon() {
   wait_for "The locator's start" daemon_up "$1"
 }
 
+# administer VERB...: shows the command and what it says.
+administer() {
+  local output
+  output=$("$bin/poaloc" --locator "$address:2809" "$@") || fail "poaloc $* failed."
+  printf '    $ poaloc %s\n' "$*"
+  sed 's/^/    /' <<< "$output"
+}
+
 # call ACCOUNT OPERATION [AMOUNT]: sets answer and server_pid.
 call() {
   local account=$1 output
@@ -91,25 +100,23 @@ listen = "$address:2810"
 url = "sqlite://$dir/state.db"
 [event_log]
 file = "$log"
-
-[[process]]
-name = "bank"
-argv = ["$bin/bank_server"]
-log_file = "$dir/bank.log"
-
-[[orb]]
-name = "bank"
-process = "bank"
 TOML
 
 say "The locator starts at $address:2809"
 start_daemon 1
 show_events
 
+say "The locator is told how the bank's server is started, and which ORB lives in it"
+administer process add bank --log "$dir/bank.log" -- "$bin/bank_server"
+administer orb add bank --process bank
+show_events
+
 say "The bank's server runs once: it registers its POAs, writes the references for clients, and leaves"
 mkdir "$dir/refs"
 POALOCATOR_URL=corbaloc::$address:2809 "$bin/bank_server" --orb-name bank --register-only --refs "$dir/refs"
 show_events
+administer poa tree
+administer active list
 echo "    No server runs now. The reference of alice's account: $(cut -c 1-60 "$dir/refs/alice.ior")..."
 
 if [ "$mode" = stay ]; then
@@ -120,6 +127,7 @@ The locator stays up; no server runs. Call the bank and see it being started:
   $bin/bank_client file:$dir/refs/alice.ior deposit 10 --pid
   $bin/bank_client file:$dir/refs/alice.ior balance --pid
   $bin/bank_client file:$dir/refs/ledger.ior audit
+  $bin/poaloc active list
 
 Kill the server (pid from --pid), call again. Events: tail -f $log     Ctrl-C ends the locator.
 TEXT
@@ -134,6 +142,9 @@ first=$server_pid
 show_events
 echo "    answer: $answer, from the server process $first"
 expect "alice's balance" "$answer" 10
+administer active list
+active=$("$bin/poaloc" --locator "$address:2809" active list --json)
+expect "the active POA's process" "$(sed -n 's/.*"name":"Bank\/Accounts".*"pid":\([0-9]*\).*/\1/p' <<< "$active")" "$first"
 logged 1 'POA registered. POA Name: Bank/Accounts' || fail "The event log does not tell of the registration."
 
 say "2. A second call is forwarded to the server that runs"

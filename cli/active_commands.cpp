@@ -128,7 +128,9 @@ void show(Context& context, const Arguments& arguments) {
 void remove(Context& context, const Arguments& arguments) {
   Connection& connection = context.connection();
   if (arguments.name.empty() == arguments.orb.empty())
-    throw Failure(USAGE, "Give either the name of an active POA or --orb with that of an active ORB.");
+    throw Failure(
+        USAGE,
+        "What is to go is not clear: give either the name of an active POA or --orb with that of an active ORB.");
   std::string what;
   if (!arguments.name.empty()) {
     const auto name = parse_poa_name(arguments.name);

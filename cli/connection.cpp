@@ -1,5 +1,6 @@
 #include "cli/connection.h"
 
+#include "cli/attempt_limit.h"
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "platform/orb/exception_text.h"
@@ -17,9 +18,13 @@ CORBA::ORB_ptr init_orb(double timeout) {
                               {"clientConnectTimeOutPeriod", milliseconds.c_str()},
                               {"giopMaxMsgSize", MAX_MESSAGE_SIZE},
                               {"traceLevel", "0"},
+                              // Calls only, the attempts of which are counted.
+                              {"verifyObjectExistsAndType", "0"},
                               {nullptr, nullptr}};
   int argc = 0;
-  return CORBA::ORB_init(argc, nullptr, "omniORB4", options);
+  CORBA::ORB_ptr orb = CORBA::ORB_init(argc, nullptr, "omniORB4", options);
+  limit_attempts();
+  return orb;
 }
 
 }  // namespace

@@ -39,11 +39,6 @@ OrbRow row_of(const QZ_LocationCommon::ORBInfo& info,
   return {info, found == active.end() ? nullptr : &found->second};
 }
 
-// What the locator does not accept of an ORB.
-[[noreturn]] void fail_invalid(const QZ_IMRAdmin::InvalidValue& e) {
-  throw Failure(USAGE, "The " + std::string(e.member.in()) + " of the ORB " + printable(e.reason.in()) + ".");
-}
-
 void list(Context& context, const Arguments& arguments) {
   Connection& connection = context.connection();
   const auto active = active_orbs(connection);
@@ -74,7 +69,7 @@ void add(Context& context, const Arguments& arguments) {
     throw Failure(REFUSED,
                   "ORB \"" + printable(arguments.name) + "\" exists already: change it with \"poaloc orb set\".");
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
-    fail_invalid(e);
+    fail_invalid("ORB", e);
   }
   context.output().outcome("ORB " + printable(arguments.name) + " added.", {{"added", arguments.name}});
 }
@@ -86,7 +81,7 @@ void set(Context& context, const Arguments& arguments) {
   try {
     orb->change_process(arguments.process.c_str());
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
-    fail_invalid(e);
+    fail_invalid("ORB", e);
   }
   context.output().outcome("ORB " + printable(arguments.name) + " changed.", {{"changed", arguments.name}});
 }

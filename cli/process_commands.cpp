@@ -70,10 +70,6 @@ std::string shown(const Arguments& arguments) {
   return printable(arguments.name);
 }
 
-[[noreturn]] void fail_invalid(const QZ_IMRAdmin::InvalidValue& e) {
-  throw Failure(USAGE, "The " + std::string(e.member.in()) + " of the process " + printable(e.reason.in()) + ".");
-}
-
 void list(Context& context) {
   Connection& connection = context.connection();
   const auto active = active_processes(connection);
@@ -103,7 +99,7 @@ void add(Context& context, const Arguments& arguments) {
     throw Failure(REFUSED,
                   "Process \"" + shown(arguments) + "\" exists already: change it with \"poaloc process set\".");
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
-    fail_invalid(e);
+    fail_invalid("process", e);
   }
   context.output().outcome("Process " + shown(arguments) + " added.", {{"added", arguments.name}});
 }
@@ -117,7 +113,7 @@ void set(Context& context, const Arguments& arguments) {
   try {
     process->change(info);
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
-    fail_invalid(e);
+    fail_invalid("process", e);
   }
   context.output().outcome("Process " + shown(arguments) + " changed.", {{"changed", arguments.name}});
 }

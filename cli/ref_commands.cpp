@@ -43,11 +43,15 @@ Octets tail_of(Context& context, const Arguments& arguments, const Octets& endpo
   const auto locator = parse_reference(context, context.connection().locator() + "/name");
   const auto& address = keyed_profile(locator);
   const auto limit = std::chrono::milliseconds(static_cast<long>(context.options().timeout * 1000));
-  const auto live = locate(address.host, address.port, endpoint_id, limit);
+  // The locator forwards keys of objects only: those with something behind the id.
+  Octets any_object = endpoint_id;
+  any_object.push_back(0);
+  const auto live = locate(address.host, address.port, any_object, limit);
   if (!live)
     throw Failure(FAILED, "POA \"" + printable(arguments.name) +
                               "\" is not active and cannot be activated: start its server first.");
-  const Octets& prefix = keyed_profile(*live).object_key;
+  Octets prefix = keyed_profile(*live).object_key;
+  if (!prefix.empty()) prefix.pop_back();
   if (key.size() < prefix.size() || !std::equal(prefix.begin(), prefix.end(), key.begin()))
     throw Failure(USAGE, "That reference is not one of POA \"" + printable(arguments.name) +
                              "\": name the POA that its server made it in.");

@@ -75,6 +75,11 @@ const char* state_text(QZ_LocatorAdmin::ProcessState state) {
   }
 }
 
+void fail_invalid(const std::string& what, const QZ_IMRAdmin::InvalidValue& refusal) {
+  throw Failure(USAGE, "The " + std::string(refusal.member.in()) + " of the " + what + " " +
+                           printable(refusal.reason.in()) + "; correct that.");
+}
+
 void fail_references(const std::string& what, const QZ_LocationCommon::ReferenceList& references) {
   constexpr CORBA::ULong SHOWN = 10;
   std::string list;

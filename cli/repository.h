@@ -36,6 +36,9 @@ const char* state_text(QZ_LocatorAdmin::ProcessState state);
 template <class Entry>
 void destroy_entry(Entry& entry, const std::string& what, QZ_LocationCommon::DestroyType type);
 
+// The refusal that InvalidValue stands for. what: "ORB" or "process".
+[[noreturn]] void fail_invalid(const std::string& what, const QZ_IMRAdmin::InvalidValue& refusal);
+
 // The refusal that HasReferences stands for.
 [[noreturn]] void fail_references(const std::string& what, const QZ_LocationCommon::ReferenceList& references);
 

@@ -41,6 +41,12 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
+int open_for_reading(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw std::runtime_error("cannot open " + path);
+  return fd;
+}
+
 int open_for_append(const std::string& path) {
   const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   if (fd < 0) throw std::runtime_error("cannot open " + path);
@@ -60,6 +66,7 @@ ChildProcess::ChildProcess(const Spec& spec) {
   std::vector<std::string> environment = merged_environment(spec.environment);
   const std::vector<char*> argv_pointers = pointers(argv);
   const std::vector<char*> environment_pointers = pointers(environment);
+  const int in = open_for_reading(spec.stdin_path);
   const int out = open_for_append(spec.stdout_path);
   const int err = open_for_append(spec.stderr_path);
   const pid_t parent = getpid();
@@ -69,11 +76,13 @@ ChildProcess::ChildProcess(const Spec& spec) {
     // Dies with the test, also when the test is killed.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(126);
+    dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
     execve(argv_pointers[0], argv_pointers.data(), environment_pointers.data());
     _exit(127);
   }
+  close(in);
   close(out);
   close(err);
   own_children().insert(m_pid);

@@ -19,6 +19,7 @@ class ChildProcess {
   struct Spec {
     std::vector<std::string> argv;
     std::map<std::string, std::string> environment;  // added to the test's own
+    std::string stdin_path = "/dev/null";
     std::string stdout_path = "/dev/null";
     std::string stderr_path = "/dev/null";  // may be the same file
   };

@@ -1,0 +1,178 @@
+// poaloc export, import: the whole repository.
+#include <signal.h>
+#include <sys/stat.h>
+
+#include "tests/system/cli/cli_test.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+class RepositoryTest : public CliTest {
+ protected:
+  void fill() {
+    does({"process", "add", "bank", "--directory", "/tmp", "--env", "A=1", "--startup-limit", "30s", "--stop-grace",
+          "1500ms", "--log", "/tmp/bank.log", "--", "/bin/echo", "it's \"quoted\""});
+    does({"process", "add", "plain", "--", "/bin/true"});
+    does({"orb", "add", "bank", "--process", "bank"});
+    does({"orb", "add", "Größe"});
+    does({"poa", "set", "/", "--dynamic", "no"});
+    does({"poa", "add", "Z/B/A", "--parents", "--orb", "bank", "--dynamic"});
+    does({"poa", "add", "Z/A", "--orb", "Größe"});
+    does({"poa", "add", "with\\/slash"});
+  }
+  std::string saved(const std::string& text) {
+    const std::string file = m_dir.file("repository.json");
+    support::write_file(file, text);
+    return file;
+  }
+  static Json sorted(const std::string& repository) {
+    Json document = Json::parse(repository);
+    std::sort(document["poas"].begin(), document["poas"].end());
+    return document;
+  }
+  static std::string document(const Json& poas) { return Json({{"poalocator", 1}, {"poas", poas}}).dump(); }
+};
+
+TEST_F(RepositoryTest, ExportIsOneDocumentOfAllThereIs) {
+  fill();
+  const Json document = Json::parse(repository());
+  EXPECT_EQ(document["poalocator"], 1);
+  EXPECT_EQ(document["processes"].at(0), Json({{"name", "bank"},
+                                               {"command", {"/bin/echo", "it's \"quoted\""}},
+                                               {"directory", "/tmp"},
+                                               {"environment", {"A=1"}},
+                                               {"user", nullptr},
+                                               {"startup_limit", "30s"},
+                                               {"stop_grace", "1500ms"},
+                                               {"log", "/tmp/bank.log"}}));
+  EXPECT_EQ(document["orbs"].size(), 2U);
+  EXPECT_EQ(document["poas"].at(0), Json({{"name", "/"}, {"persistent", false}, {"dynamic", false}, {"orb", nullptr}}));
+  EXPECT_EQ(document["poas"].size(), 6U);
+}
+
+TEST_F(RepositoryTest, ImportIntoAnEmptyStoreGivesTheSameBack) {
+  fill();
+  const std::string file = m_dir.file("repository.json");
+  EXPECT_EQ(table({"export", file}), "10 entries written to " + file + ".\n");
+  EXPECT_EQ(line({"export", file}), Json({{"entries", 10}, {"file", file}}));
+  const std::string before = repository();
+  EXPECT_EQ(support::read_file(file), before);
+
+  m_locator.terminate();
+  m_locator.config().set_text("store", "url", "sqlite://" + m_dir.file("empty.db"));
+  m_locator.start();
+  EXPECT_EQ(lines({"poa", "list"}).size(), 0U);
+  EXPECT_EQ(line({"import", file, "--check"}),
+            Json({{"entries", 10}, {"added", 9}, {"changed", 1}, {"written", false}}));
+  EXPECT_EQ(lines({"poa", "list"}).size(), 0U);
+  EXPECT_EQ(table({"import", file}), "10 entries imported: 9 added, 1 changed.\n");
+  // POAs side by side come in the order in which they were made.
+  const std::string imported = repository();
+  EXPECT_EQ(sorted(imported), sorted(before));
+  EXPECT_EQ(line({"import", file}), Json({{"entries", 10}, {"added", 0}, {"changed", 0}, {"written", true}}));
+  m_locator.kill9();
+  m_locator.start();
+  EXPECT_EQ(repository(), imported);
+}
+
+TEST_F(RepositoryTest, ImportReadsStandardInput) {
+  const Outcome outcome = run({"import", "-"}, document({{{"name", "A"}, {"persistent", true}}}));
+  EXPECT_EQ(outcome.code, SUCCESS) << outcome.err;
+  EXPECT_EQ(line({"poa", "show", "A"})["persistent"], true);
+}
+
+TEST_F(RepositoryTest, ImportChangesWhatExistsOnlyWhenAsked) {
+  fill();
+  const std::string before = repository();
+  const std::string file = saved(
+      document({{{"name", "Z/A"}, {"persistent", true}, {"orb", "bank"}}, {{"name", "New"}, {"persistent", true}}}));
+  const Outcome refused = run({"import", file});
+  EXPECT_EQ(refused.code, REFUSED);
+  EXPECT_EQ(refused.out, "");
+  const Words said = split_lines(refused.err);
+  ASSERT_EQ(said.size(), 2U) << refused.err;
+  EXPECT_THAT(said[0], ::testing::StartsWith("poaloc: POA Z/A "));
+  EXPECT_EQ(said[1],
+            "poaloc: Nothing was imported, because of 1 entry that cannot be: correct the file, or give --update to "
+            "change entries that exist.");
+  EXPECT_EQ(repository(), before);
+  EXPECT_EQ(table({"import", file, "--update"}), "2 entries imported: 1 added, 1 changed.\n");
+  EXPECT_EQ(line({"poa", "show", "Z/A"})["orb"], "bank");
+}
+
+TEST_F(RepositoryTest, RefusedImportWritesNothing) {
+  fill();
+  const std::string before = repository();
+  const Json good = {{"name", "Good"}, {"persistent", true}};
+  for (const Json& bad :
+       std::vector<Json>{{{"poas", {good, {{"name", "No/Parent"}, {"persistent", true}}}}},
+                         {{"poas", {good, {{"name", "Z"}, {"persistent", true}}}}},
+                         {{"poas", {good}}, {"orbs", {{{"name", "lost"}, {"process", "nowhere"}}}}},
+                         {{"poas", {good}}, {"processes", {{{"name", "bank"}, {"command", {"/bin/false"}}}}}}}) {
+    Json all = bad;
+    all["poalocator"] = 1;
+    for (const Words& options : {Words{}, Words{"--check"}}) {
+      Words arguments{"import", saved(all.dump())};
+      arguments.insert(arguments.end(), options.begin(), options.end());
+      const Outcome outcome = run(arguments);
+      EXPECT_EQ(outcome.code, REFUSED) << all;
+      EXPECT_EQ(outcome.out, "");
+      EXPECT_THAT(outcome.err, HasSubstr("poaloc: Nothing was imported, because of 1 entry")) << all;
+    }
+  }
+  EXPECT_EQ(repository(), before);
+}
+
+TEST_F(RepositoryTest, FilesThatCannotBeUsed) {
+  EXPECT_TRUE(fails({"import", m_dir.file("none.json")}, FAILED, "cannot be read, No such file or directory: name"));
+  EXPECT_TRUE(fails({"import", m_dir.path()}, FAILED, "cannot be read, Is a directory: name another one"));
+  EXPECT_TRUE(fails({"import"}, USAGE, "poaloc import --help"));
+  EXPECT_TRUE(fails({"export", m_dir.file("none/x.json")}, FAILED, "cannot be written, No such file or directory"));
+  EXPECT_TRUE(fails({"export", m_dir.path()}, FAILED, "cannot be written, Is a directory"));
+}
+
+TEST_F(RepositoryTest, FailedExportLeavesTheOldFile) {
+  const std::string file = saved("precious");
+  m_locator.terminate();
+  EXPECT_TRUE(fails({"export", file}, UNREACHABLE, "start poalocd"));
+  EXPECT_EQ(support::read_file(file), "precious");
+  EXPECT_FALSE(support::file_exists(file + ".unfinished"));
+  EXPECT_TRUE(fails({"export", "/dev/full/x"}, FAILED, "cannot be written, Not a directory"));
+}
+
+TEST_F(RepositoryTest, ExportNamesWhatJsonCannotHold) {
+  does({"poa", "add", "Latin\xe9"});
+  EXPECT_TRUE(fails({"export", m_dir.file("x.json")}, FAILED, "\"name\":\"Latin"));
+}
+
+// Interrupted at any moment, an import is there as a whole or not at all.
+TEST_F(RepositoryTest, InterruptedImportLeavesAllOrNothing) {
+  Json poas = Json::array();
+  for (int i = 0; i < 4000; ++i) poas.push_back({{"name", "N" + std::to_string(i)}, {"persistent", true}});
+  const std::string file = saved(document(poas));
+  int cancelled = 0;
+  for (int delay = 0; delay <= 600; delay += 120) {
+    const auto spec = command({"import", file});
+    support::ChildProcess importer(spec);
+    // No synchronisation: any moment will do.
+    support::wait_until([&] { return !importer.running(); }, std::chrono::milliseconds(delay));
+    importer.signal(SIGINT);
+    const auto code = importer.wait();
+    ASSERT_TRUE(code);
+    const std::size_t count = lines({"poa", "list"}).size();
+    EXPECT_TRUE(count == 0 || count == 4000) << count << " after " << delay << " ms";
+    if (code == FAILED) {
+      ++cancelled;
+      EXPECT_THAT(support::read_file(spec.stderr_path), HasSubstr("poaloc: The import was cancelled"));
+    } else {
+      EXPECT_TRUE((code == SUCCESS && count == 4000) || (code == -SIGINT && count == 0)) << *code;
+    }
+    if (count == 4000) break;
+  }
+  EXPECT_EQ(run({"import", file}).code, SUCCESS);
+  EXPECT_EQ(lines({"poa", "list"}).size(), 4000U);
+  RecordProperty("cancelled", cancelled);
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// poaloc at a terminal: it asks before it removes, shows how far it is, and can be stopped.
+#include "tests/system/cli/terminal.h"
+
+#include "tests/system/cli/cli_test.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class TerminalTest : public CliTest {
+ protected:
+  std::unique_ptr<Terminal> at_terminal(const Words& arguments) {
+    return std::make_unique<Terminal>(command(arguments).argv, m_environment);
+  }
+  std::string large_document(int entries) {
+    std::string text = "{\"poalocator\": 1, \"poas\": [";
+    for (int i = 0; i < entries; ++i)
+      text += (i ? ",\n" : "\n") + Json({{"name", "N" + std::to_string(i)}, {"persistent", true}}).dump();
+    const std::string file = m_dir.file("large.json");
+    support::write_file(file, text + "]}");
+    return file;
+  }
+};
+
+TEST_F(TerminalTest, RemoveAsks) {
+  does({"poa", "add", "Bank"});
+  auto terminal = at_terminal({"poa", "remove", "Bank"});
+  ASSERT_TRUE(terminal->shows("Remove POA Bank and everything below it? [y/N] "));
+  terminal->type("y\n");
+  EXPECT_EQ(terminal->wait(), SUCCESS);
+  EXPECT_THAT(terminal->screen(), HasSubstr("POA Bank removed."));
+  EXPECT_TRUE(fails({"poa", "show", "Bank"}, NOT_FOUND, "Bank"));
+}
+
+TEST_F(TerminalTest, EveryRemoveKeepsAllWithoutAYes) {
+  does({"process", "add", "bank", "--", "/bin/true"});
+  does({"orb", "add", "bank"});
+  does({"poa", "add", "Bank", "--orb", "bank"});
+  support::FakeServer server(m_locator, "bank");
+  server.add("Bank");
+  const std::string before = repository();
+  const struct {
+    Words arguments;
+    const char* question;
+    const char* answer;
+  } cases[] = {
+      {{"poa", "remove", "Bank"}, "Remove POA Bank and everything below it?", "n\n"},
+      {{"orb", "remove", "bank"}, "Remove ORB bank?", "\n"},
+      {{"orb", "remove", "bank", "--deep"}, "Remove ORB bank and all its POAs with everything below them?", "no\n"},
+      {{"process", "remove", "bank"}, "Remove process bank?", "\x04"},
+      {{"process", "remove", "bank", "--deep"}, "Remove process bank with its ORBs and all their POAs?", "yess\n"},
+      {{"active", "remove", "Bank"}, "Forget that POA Bank is active?", "\n"},
+      {{"active", "remove", "--orb", "bank"}, "Forget that ORB bank and all its POAs are active?", "\n"},
+  };
+  for (const auto& [arguments, question, answer] : cases) {
+    auto terminal = at_terminal(arguments);
+    ASSERT_TRUE(terminal->shows(question)) << terminal->screen();
+    terminal->type(answer);
+    EXPECT_EQ(terminal->wait(), NOT_CONFIRMED);
+    EXPECT_THAT(terminal->screen(), HasSubstr("poaloc: Nothing was changed: answer y to go on, or give --yes."));
+  }
+  EXPECT_EQ(repository(), before);
+  EXPECT_EQ(lines({"active", "list"}).size(), 1U);
+}
+
+TEST_F(TerminalTest, YesAnswersBeforehand) {
+  does({"orb", "add", "bank"});
+  auto terminal = at_terminal({"orb", "remove", "bank", "--yes"});
+  EXPECT_EQ(terminal->wait(), SUCCESS);
+  EXPECT_THAT(terminal->screen(), AllOf(HasSubstr("ORB bank removed."), Not(HasSubstr("?"))));
+}
+
+TEST_F(TerminalTest, InterruptAtTheQuestionKeepsAll) {
+  does({"orb", "add", "bank"});
+  auto terminal = at_terminal({"orb", "remove", "bank"});
+  ASSERT_TRUE(terminal->shows("[y/N]"));
+  terminal->type("\x03");
+  EXPECT_EQ(terminal->wait(), -2);
+  EXPECT_EQ(lines({"orb", "list"}).size(), 1U);
+}
+
+TEST_F(TerminalTest, HeadingsStandOutOnlyOnATerminal) {
+  does({"orb", "add", "bank"});
+  auto terminal = at_terminal({"orb", "list"});
+  EXPECT_EQ(terminal->wait(), SUCCESS);
+  EXPECT_THAT(terminal->screen(), HasSubstr("\033[1mORB   PROCESS"));
+  EXPECT_THAT(table({"orb", "list"}), Not(HasSubstr("\033")));
+}
+
+TEST_F(TerminalTest, LongImportShowsItsProgress) {
+  const std::string file = large_document(20000);
+  auto terminal = at_terminal({"import", file});
+  EXPECT_EQ(terminal->wait(), SUCCESS);
+  EXPECT_THAT(terminal->screen(), HasSubstr("% of 20000"));
+  EXPECT_THAT(terminal->screen(), HasSubstr("Writing ["));
+  EXPECT_THAT(terminal->screen(), HasSubstr("\r\033[K20000 entries imported: 20000 added, 0 changed."));
+  EXPECT_EQ(lines({"poa", "list"}).size(), 20000U);
+}
+
+TEST_F(TerminalTest, ShortImportShowsNone) {
+  auto terminal = at_terminal({"import", large_document(3)});
+  EXPECT_EQ(terminal->wait(), SUCCESS);
+  EXPECT_EQ(terminal->screen(), "3 entries imported: 3 added, 0 changed.\r\n");
+}
+
+TEST_F(TerminalTest, InterruptedWhileWritingIsAllOrNothing) {
+  const std::string file = large_document(20000);
+  auto terminal = at_terminal({"import", file});
+  ASSERT_TRUE(terminal->shows("Writing ["));
+  terminal->type("\x03");
+  const auto code = terminal->wait();
+  const std::size_t count = lines({"poa", "list"}).size();
+  if (code == SUCCESS) {
+    EXPECT_EQ(count, 20000U);
+  } else {
+    EXPECT_EQ(code, FAILED);
+    EXPECT_THAT(terminal->screen(), HasSubstr("either all of it is stored or nothing"));
+    EXPECT_TRUE(count == 0 || count == 20000) << count;
+  }
+  const Json checked = line({"import", file, "--check"});
+  EXPECT_EQ(checked["added"], 20000 - static_cast<int>(count));
+}
+
+}  // namespace
