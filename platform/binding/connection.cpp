@@ -5,6 +5,8 @@
 #include <asio/error.hpp>
 #include <utility>
 
+#include <poll.h>
+
 #include "platform/binding/dispatcher.h"
 #include "platform/binding/io_thread.h"
 
@@ -120,6 +122,12 @@ void Connection::end_of_input() {
   finish(false);
 }
 
+// While reading pauses, an end of input would show only behind everything that the client has sent before.
+bool Connection::peer_has_closed() {
+  pollfd peer{m_socket.native_handle(), POLLRDHUP, 0};
+  return ::poll(&peer, 1, 0) > 0;
+}
+
 void Connection::process(std::span<const unsigned char>& octets, Time now) {
   using Kind = QZ_Giop::Event::Kind;
   while (m_state == State::OPEN) {
@@ -129,7 +137,7 @@ void Connection::process(std::span<const unsigned char>& octets, Time now) {
       case Kind::MORE:
         return;
       case Kind::REQUEST:
-        take_request(event.request);
+        take_request(event.request, now);
         break;
       case Kind::CANCEL:
         cancel(event.request_id);
@@ -251,13 +259,14 @@ void Connection::close() {
   m_thread.remove(*this);
 }
 
-Connection::Overdue Connection::overdue(Time now) const {
+Connection::Overdue Connection::overdue(Time now) {
   const FrontDoorConfig& config = m_context.config;
   if (m_state == State::CLOSED) return Overdue::NOTHING;
   if (m_state == State::LINGERING) {
     return now - m_closing_since >= config.close_time ? Overdue::CLOSE : Overdue::NOTHING;
   }
   if (output_size() > 0 && passed(m_write_progress, config.message_time, now)) return Overdue::OUTPUT;
+  if (m_state == State::OPEN && m_paused_for_requests && output_size() == 0 && peer_has_closed()) return Overdue::GONE;
   if (m_state != State::OPEN || m_paused_for_requests || m_paused_for_output) return Overdue::NOTHING;
   if (const auto since = m_reader.oldest_incomplete()) {
     return passed(std::max(*since, m_resumed), config.message_time, now) ? Overdue::MESSAGE : Overdue::NOTHING;
@@ -291,6 +300,7 @@ void Connection::end_overdue(Time now) {
       report(OUTPUT_TIME_MSG, config.message_time);
       close();
       break;
+    case Overdue::GONE:
     case Overdue::CLOSE:
       close();
       break;

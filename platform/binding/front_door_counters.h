@@ -37,6 +37,7 @@ struct FrontDoorCounters {
   Counter incomplete_requests_exceeded{0};
   Counter idle_timeouts{0};
   Counter message_timeouts{0};
+  Counter park_timeouts{0};
   Counter accept_failures{0};
 
   Counter protocol_errors{0};  // answered with MessageError

@@ -34,6 +34,10 @@ BodyReader::Octets BodyReader::read_octets(std::size_t count) {
   return result;
 }
 
+void BodyReader::require(std::uint64_t count) {
+  if (ok() && (m_position > m_octets.size() || m_octets.size() - m_position < count)) m_needed = m_position + count;
+}
+
 std::uint32_t BodyReader::read_number(std::size_t size) {
   if (!ok()) return 0;
   align(size);

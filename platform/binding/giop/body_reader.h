@@ -29,6 +29,8 @@ class BodyReader {
   std::uint16_t read_ushort() { return static_cast<std::uint16_t>(read_number(2)); }
   std::uint32_t read_ulong() { return read_number(4); }
   Octets read_octets(std::size_t count);
+  // So many octets must follow at least. Told beforehand, they are not asked for one after the other.
+  void require(std::uint64_t count);
   Octets read_octet_seq() { return read_octets(read_ulong()); }
   // Passes over a string; it must end with its only NUL.
   void skip_string();
