@@ -62,6 +62,7 @@ void Connection::touch() {
 
 void Connection::serve() {
   m_touched = false;
+  m_last_activity = std::chrono::steady_clock::now();
   try {
     if (m_state != State::CLOSED) write_some();
     if (m_state == State::OPEN && m_unread_position < m_unread.size()) process_unread();
@@ -102,7 +103,6 @@ void Connection::read_some() {
     const std::size_t count = m_socket.read_some(asio::buffer(buffer.data(), buffer.size()), error);
     if (error == asio::error::would_block || error == asio::error::interrupted) return;
     if (error) return end_of_input();
-    m_last_activity = now;
     std::span<const unsigned char> octets = buffer.first(count);
     try {
       process(octets, now);

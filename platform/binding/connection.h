@@ -114,7 +114,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool m_wait_for_answers = false;  // FINISHING
   bool m_paused_for_requests = false;
   bool m_paused_for_output = false;
-  Time m_last_activity;   // octets came, or the last request was done with
+  Time m_last_activity;   // served: octets came, or a request was done with
   Time m_write_progress;  // the peer took some octets, or began to owe it
   Time m_resumed;         // reading began, or went on after a pause
   Time m_closing_since;   // LINGERING

@@ -191,7 +191,6 @@ void Connection::withdraw(RequestRecord& record) {
   const auto entry = m_by_id.find(record.id());
   if (entry != m_by_id.end() && entry->second == &record) m_by_id.erase(entry);
   record.links.list->remove(record);
-  m_last_activity = std::chrono::steady_clock::now();
   touch();
 }
 
