@@ -26,7 +26,7 @@ for target in "${targets[@]}"; do
   mkdir -p "$corpus" "$found"
   before=$(ls "$found" | wc -l)
   ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-    "build/fuzz/bin/fuzz_$target" -max_total_time=$((minutes * 60)) -timeout=10 -rss_limit_mb=2048 -max_len=4096 \
+    "build/fuzz/bin/fuzz_$target" -max_total_time=$((minutes * 60)) -timeout=10 -rss_limit_mb=2048 -max_len=2048 \
       -artifact_prefix="$found/" -print_final_stats=1 "$corpus" "$seeds" > "$log" 2>&1 || status=1
   grep -E '^(stat::number_of_executed_units|stat::new_units_added|SUMMARY)' "$log" || true
   echo "findings: $(($(ls "$found" | wc -l) - before)) (log: build/fuzz/$target.log)"

@@ -38,6 +38,13 @@ std::vector<std::string> names(const CORBA::StringSeq& sequence) {
   return result;
 }
 
+// A single empty name, which is what octets behind one NUL leave, is written as the root.
+std::vector<std::string> written_names(const CORBA::StringSeq& sequence) {
+  auto result = names(sequence);
+  if (result == std::vector<std::string>{""}) result.clear();
+  return result;
+}
+
 // Every whole segment from the key's beginning on.
 std::vector<KeySegment> segments_of(Octets key) {
   std::vector<KeySegment> result;
@@ -111,11 +118,11 @@ void check_endpoint_id(Octets key, std::size_t segments) {
     EndpointIdUtils::id_to_fqpn_string(id);
     const CORBA::OctetSeq_var written = EndpointIdUtils::id_from_fqpn(name);
     const QZ_POAIMRAdmin::FullyQualifiedName_var again = EndpointIdUtils::id_to_fqpn(written);
-    FUZZ_CHECK(names(again) == names(name));
+    FUZZ_CHECK(names(again) == written_names(name));
     const CORBA::OctetSeq_var child = EndpointIdUtils::child_id(id, "child");
     const CORBA::OctetSeq_var parent = EndpointIdUtils::parent_id(child);
     const QZ_POAIMRAdmin::FullyQualifiedName_var parent_name = EndpointIdUtils::id_to_fqpn(parent);
-    FUZZ_CHECK(names(parent_name) == names(name));
+    FUZZ_CHECK(names(parent_name) == written_names(name));
   } catch (const CORBA::INV_OBJREF&) {
     FUZZ_CHECK(segments < 3);
   }

@@ -13,9 +13,9 @@
 #include "platform/orb/ior_impl.h"
 #include "tests/fuzz/check.h"
 
-// omniORB loses the profiles of a reference that it refuses while it unmarshals it.
+// omniORB loses memory of references and addresses that it refuses.
 extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
-  return "leak:omniObjRef::_unMarshal\n";
+  return "leak:omniObjRef::_unMarshal\nleak:cdrStream::unmarshalRawString\nleak:omni::corbalocURIHandler\n";
 }
 
 namespace {
