@@ -226,8 +226,10 @@ RepositoryDocument parse_document(const std::string& text, std::vector<std::stri
     return DocumentReader(mistakes).read(Json::parse(text));
   } catch (const Json::parse_error& error) {
     mistakes.push_back("It is no JSON, from octet " + std::to_string(error.byte) + " on");
-    return {};
+  } catch (const Json::out_of_range&) {
+    mistakes.emplace_back("It has a number that is larger than any that stands for something");
   }
+  return {};
 }
 
 }  // namespace poaloc
