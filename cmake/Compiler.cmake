@@ -3,6 +3,8 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# A request passes through many small functions of several folders.
+set(CMAKE_INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
 
 # One kind of code for programs and libraries, so that they share precompiled headers.
 add_compile_options(-fPIC)
@@ -18,6 +20,10 @@ if(POALOCATOR_SANITIZER STREQUAL "address")
 elseif(POALOCATOR_SANITIZER STREQUAL "thread")
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
   add_link_options(-fsanitize=thread)
+endif()
+option(POALOCATOR_FUZZER "Link the fuzz targets with libFuzzer; otherwise they replay files" OFF)
+if(POALOCATOR_FUZZER)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 add_link_options(-fuse-ld=lld)
 

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <qz_app_services.hh>
+
+#include <atomic>
+#include <chrono>
 #include <string>
 
 #include "platform/orb/ref_counted_local_object.h"
@@ -18,6 +21,11 @@ class ServiceControlImpl : public virtual QZ_AppServices::ServiceControlManager,
 
   // The start-up is complete. text: one line for "systemctl status".
   void ready(const std::string& text);
+
+ private:
+  void working();
+
+  std::atomic<std::chrono::steady_clock::time_point> m_next_working{};
 };
 
 }  // namespace poalocd

@@ -43,6 +43,7 @@ QZ_Binding::FrontDoorConfig read_front_door(TableReader table, Problems& problem
   };
   time("idle_time", result.idle_time, 0);
   time("message_time", result.message_time, 0);
+  time("park_time", result.park_time, 0);
   time("close_time", result.close_time, 0.001);
   time("log_interval", result.log_interval, 0);
   table.finish();

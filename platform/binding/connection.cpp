@@ -6,6 +6,8 @@
 #include <qz_locator_internal.hh>
 #include <utility>
 
+#include <poll.h>
+
 #include "platform/binding/dispatcher.h"
 #include "platform/binding/io_thread.h"
 
@@ -62,6 +64,7 @@ void Connection::touch() {
 
 void Connection::serve() {
   m_touched = false;
+  m_last_activity = std::chrono::steady_clock::now();
   try {
     if (m_state != State::CLOSED) write_some();
     if (m_state == State::OPEN && m_unread_position < m_unread.size()) process_unread();
@@ -102,7 +105,6 @@ void Connection::read_some() {
     const std::size_t count = m_socket.read_some(asio::buffer(buffer.data(), buffer.size()), error);
     if (error == asio::error::would_block || error == asio::error::interrupted) return;
     if (error) return end_of_input();
-    m_last_activity = now;
     std::span<const unsigned char> octets = buffer.first(count);
     try {
       process(octets, now);
@@ -122,6 +124,12 @@ void Connection::end_of_input() {
   finish(false);
 }
 
+// While reading pauses, an end of input would show only behind everything that the client has sent before.
+bool Connection::peer_has_closed() {
+  pollfd peer{m_socket.native_handle(), POLLRDHUP, 0};
+  return ::poll(&peer, 1, 0) > 0;
+}
+
 void Connection::process(std::span<const unsigned char>& octets, Time now) {
   using Kind = QZ_Giop::Event::Kind;
   while (m_state == State::OPEN) {
@@ -131,7 +139,7 @@ void Connection::process(std::span<const unsigned char>& octets, Time now) {
       case Kind::MORE:
         return;
       case Kind::REQUEST:
-        take_request(event.request);
+        take_request(event.request, now);
         break;
       case Kind::CANCEL:
         cancel(event.request_id);
@@ -253,13 +261,14 @@ void Connection::close() {
   m_thread.remove(*this);
 }
 
-Connection::Overdue Connection::overdue(Time now) const {
+Connection::Overdue Connection::overdue(Time now) {
   const FrontDoorConfig& config = m_context.config;
   if (m_state == State::CLOSED) return Overdue::NOTHING;
   if (m_state == State::LINGERING) {
     return now - m_closing_since >= config.close_time ? Overdue::CLOSE : Overdue::NOTHING;
   }
   if (output_size() > 0 && passed(m_write_progress, config.message_time, now)) return Overdue::OUTPUT;
+  if (m_state == State::OPEN && m_paused_for_requests && output_size() == 0 && peer_has_closed()) return Overdue::GONE;
   if (m_state != State::OPEN || m_paused_for_requests || m_paused_for_output) return Overdue::NOTHING;
   if (const auto since = m_reader.oldest_incomplete()) {
     return passed(std::max(*since, m_resumed), config.message_time, now) ? Overdue::MESSAGE : Overdue::NOTHING;
@@ -293,6 +302,7 @@ void Connection::end_overdue(Time now) {
       report(OUTPUT_TIME_MSG, config.message_time);
       close();
       break;
+    case Overdue::GONE:
     case Overdue::CLOSE:
       close();
       break;

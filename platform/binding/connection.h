@@ -23,7 +23,7 @@ class IoThread;
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
   using Time = QZ_Giop::Time;
-  enum class Overdue { NOTHING, IDLE, MESSAGE, OUTPUT, CLOSE };
+  enum class Overdue { NOTHING, IDLE, MESSAGE, OUTPUT, GONE, CLOSE };
 
   // roles: the listener's; they must outlive the connection.
   Connection(IoThread& thread, asio::ip::tcp::socket socket, const asio::ip::address& peer, std::span<const int> roles);
@@ -48,8 +48,10 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void close();
 
   // Which of its deadlines has passed.
-  Overdue overdue(Time now) const;
+  Overdue overdue(Time now);
   void end_overdue(Time now);
+  // Answers the requests that have waited longer than they may.
+  void expire_requests(Time now);
 
  private:
   enum class State {
@@ -68,6 +70,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void read_some();
   void wait_readable();
   void end_of_input();
+  // Without reading what comes before the end.
+  bool peer_has_closed();
   void process(std::span<const unsigned char>& octets, Time now);
   void process_unread();
   void write_some();
@@ -75,7 +79,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool must_pause();
   void report_pause(const FrontDoorMsg& message, FrontDoorCounters::Counter& counter, std::size_t value);
 
-  void take_request(const QZ_Giop::RequestHeader& header);
+  void take_request(const QZ_Giop::RequestHeader& header, Time now);
   void dispatch(RequestRecord& record);
   void submit(RequestRecord& record);
   void leave_lane(RequestRecord& record);
@@ -83,6 +87,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void send(RequestRecord& record);
   // From its list.
   void withdraw(RequestRecord& record);
+  // It is of no concern to this connection any more, but its interceptor may still use it.
+  void disown(RequestRecord& record);
   void forget(RequestRecord& record);
 
   // Reads no more requests, and closes when everything is written and, if so wanted, answered.
@@ -109,7 +115,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool m_wait_for_answers = false;  // FINISHING
   bool m_paused_for_requests = false;
   bool m_paused_for_output = false;
-  Time m_last_activity;   // octets came, or the last request was done with
+  Time m_last_activity;   // served: octets came, or a request was done with
   Time m_write_progress;  // the peer took some octets, or began to owe it
   Time m_resumed;         // reading began, or went on after a pause
   Time m_closing_since;   // LINGERING

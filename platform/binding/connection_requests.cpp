@@ -63,7 +63,7 @@ const char* text_of(QZ_Giop::MessageFault fault) {
 
 }  // namespace
 
-void Connection::take_request(const QZ_Giop::RequestHeader& header) {
+void Connection::take_request(const QZ_Giop::RequestHeader& header, Time now) {
   FrontDoorCounters& counters = m_context.counters;
   ++(header.locate ? counters.locate_requests : counters.requests);
   if (header.response_expected && m_by_id.contains(header.request_id)) {
@@ -74,7 +74,7 @@ void Connection::take_request(const QZ_Giop::RequestHeader& header) {
   const bool key_too_long = header.key.size() > m_context.config.max_key_size;
   QZ_Giop::RequestHeader kept = header;
   if (key_too_long) kept.key = {};
-  record.begin(shared_from_this(), kept);
+  record.begin(shared_from_this(), kept, now);
   m_requests.add(record);
   if (!key_too_long) return dispatch(record);
 
@@ -129,10 +129,9 @@ void Connection::settle(RequestRecord& record) {
   if (!all(RequestRecord::RETURNED)) return;
   if (links.in_lane) leave_lane(record);
   if (all(RequestRecord::FINISHED)) return forget(record);
-  if (all(RequestRecord::RAISED) && links.list == &m_requests) {
-    withdraw(record);
-    m_thread.orphans().add(record);
-  }
+  // The client has its answer, or wants none: what the interceptor does with the request does not hold up others.
+  const bool over = links.reply_sent || (marks & (RequestRecord::CANCELLED | RequestRecord::RAISED)) != 0;
+  if (over && links.list == &m_requests) disown(record);
 }
 
 void Connection::send(RequestRecord& record) {
@@ -168,16 +167,36 @@ void Connection::cancel(std::uint32_t request_id) {
   ++m_context.counters.cancel_requests;
   const auto entry = m_by_id.find(request_id);
   if (entry == m_by_id.end()) return;  // answered already
-  entry->second->mark(RequestRecord::CANCELLED);
+  RequestRecord& record = *entry->second;
+  record.mark(RequestRecord::CANCELLED);
   m_by_id.erase(entry);
+  settle(record);
+}
+
+void Connection::expire_requests(Time now) {
+  const auto allowed = m_context.config.park_time;
+  RequestRecord* next = nullptr;
+  for (RequestRecord* record = m_requests.first(); record; record = next) {
+    next = record->links.next;
+    if (now - record->arrival() <= allowed || record->abandoned()) continue;
+    ++m_context.counters.park_timeouts;
+    m_context.reporter.report_seldom(
+        PARK_TIME_MSG, [&]() -> std::vector<std::string> { return {peer_text(), std::to_string(allowed.count())}; });
+    record->refuse(CORBA::TRANSIENT(MINOR_PARKED_TOO_LONG, CORBA::COMPLETED_NO));
+    record->announce();
+  }
 }
 
 void Connection::withdraw(RequestRecord& record) {
   const auto entry = m_by_id.find(record.id());
   if (entry != m_by_id.end() && entry->second == &record) m_by_id.erase(entry);
   record.links.list->remove(record);
-  m_last_activity = std::chrono::steady_clock::now();
   touch();
+}
+
+void Connection::disown(RequestRecord& record) {
+  withdraw(record);
+  m_thread.orphans().add(record);
 }
 
 void Connection::forget(RequestRecord& record) {

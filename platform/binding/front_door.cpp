@@ -132,7 +132,7 @@ class FrontDoor::Impl {
   // On a worker thread. Who has no use for the answer any more is not waited for.
   void work(RequestRecord& record) {
     record.add_ref();
-    if (record.connection().gone() || (record.marks() & RequestRecord::CANCELLED) != 0) {
+    if (record.abandoned()) {
       drop_request(record);
     } else {
       dispatch_here(m_context, record);

@@ -11,6 +11,9 @@
 
 namespace QZ_Binding {
 
+// Of TRANSIENT, COMPLETED_NO: the request has waited for the whole of FrontDoorConfig::park_time.
+inline constexpr std::uint32_t MINOR_PARKED_TOO_LONG = 0x515A0B01;
+
 struct ListenerConfig {
   // A name or an address; "0.0.0.0" and "::" mean every address of the machine.
   std::string host = "127.0.0.1";
@@ -52,6 +55,9 @@ struct FrontDoorConfig {
   std::chrono::milliseconds idle_time = std::chrono::minutes(10);
   // From a message's first octet to its last, and for the peer to take some octets of what is sent to it; 0: any time.
   std::chrono::milliseconds message_time = std::chrono::minutes(2);
+  // A request that is not answered in that time gets TRANSIENT with minor code MINOR_PARKED_TOO_LONG; 0: it waits as
+  // long as it takes.
+  std::chrono::milliseconds park_time{0};
   // How long a connection that is being closed waits for the peer to close it too; 0: not at all.
   std::chrono::milliseconds close_time = std::chrono::seconds(1);
 

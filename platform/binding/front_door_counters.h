@@ -1,45 +1,45 @@
 // What the front door has done so far. Every member may be read from any thread at any time.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
+#include "platform/base/striped_counter.h"
 
 namespace QZ_Binding {
 
 struct FrontDoorCounters {
-  using Counter = std::atomic<std::uint64_t>;
+  using Counter = StripedCounter;
 
-  Counter connections_accepted{0};
-  Counter connections_open{0};  // now
+  Counter connections_accepted;
+  Counter connections_open;  // now
 
-  Counter requests{0};
-  Counter locate_requests{0};
-  Counter cancel_requests{0};
-  Counter requests_parked{0};  // interceptor returned before the outcome was set
+  Counter requests;
+  Counter locate_requests;
+  Counter cancel_requests;
+  Counter requests_parked;  // interceptor returned before the outcome was set
 
-  Counter writes{0};  // how often replies were handed to the network, several at once where possible
-  Counter forwards{0};
-  Counter exceptions{0};
-  Counter unknown_objects{0};
-  Counter locate_exceptions_as_here{0};  // OBJECT_HERE for lack of an exception status in GIOP 1.0 and 1.1
-  Counter oneway_forwards_lost{0};
-  Counter replies_dropped{0};      // client gone, or request cancelled
-  Counter requests_unrouted{0};    // neither prefix nor name
-  Counter requests_unanswered{0};  // interceptor ended the request without an outcome, or raised
+  Counter writes;  // how often replies were handed to the network, several at once where possible
+  Counter forwards;
+  Counter exceptions;
+  Counter unknown_objects;
+  Counter locate_exceptions_as_here;  // OBJECT_HERE for lack of an exception status in GIOP 1.0 and 1.1
+  Counter oneway_forwards_lost;
+  Counter replies_dropped;      // client gone, or request cancelled
+  Counter requests_unrouted;    // neither prefix nor name
+  Counter requests_unanswered;  // interceptor ended the request without an outcome, or raised
 
   // Limits that bit.
-  Counter connections_refused{0};
-  Counter connections_refused_for_address{0};
-  Counter headers_too_long{0};
-  Counter keys_too_long{0};
-  Counter reads_paused_for_requests{0};
-  Counter reads_paused_for_output{0};
-  Counter incomplete_requests_exceeded{0};
-  Counter idle_timeouts{0};
-  Counter message_timeouts{0};
-  Counter accept_failures{0};
+  Counter connections_refused;
+  Counter connections_refused_for_address;
+  Counter headers_too_long;
+  Counter keys_too_long;
+  Counter reads_paused_for_requests;
+  Counter reads_paused_for_output;
+  Counter incomplete_requests_exceeded;
+  Counter idle_timeouts;
+  Counter message_timeouts;
+  Counter park_timeouts;
+  Counter accept_failures;
 
-  Counter protocol_errors{0};  // answered with MessageError
+  Counter protocol_errors;  // answered with MessageError
 };
 
 }  // namespace QZ_Binding

@@ -53,5 +53,7 @@ inline constexpr FrontDoorMsg INTERCEPTOR_RAISED_MSG{
 inline constexpr FrontDoorMsg NO_OUTCOME_MSG{
     23, QZ_Logging::ERROR_PRIORITY,
     "A request was ended without an outcome; it is answered UNKNOWN (%0 unlogged before)"};
+inline constexpr FrontDoorMsg PARK_TIME_MSG{
+    24, QZ_Logging::WARNING, "Request from %0 unanswered for %1 ms; answered TRANSIENT (%2 unlogged before)"};
 
 }  // namespace QZ_Binding

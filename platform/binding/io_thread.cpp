@@ -18,7 +18,7 @@ thread_local IoThread* current_thread = nullptr;
 std::chrono::milliseconds sweep_interval(const FrontDoorConfig& config) {
   using std::chrono::milliseconds;
   milliseconds shortest = std::chrono::seconds(4);
-  for (const milliseconds time : {config.idle_time, config.message_time, config.close_time}) {
+  for (const milliseconds time : {config.idle_time, config.message_time, config.park_time, config.close_time}) {
     if (time.count() > 0) shortest = std::min(shortest, time);
   }
   return std::max(shortest / 4, milliseconds(10));
@@ -163,6 +163,8 @@ void IoThread::sweep() {
     if (connection->overdue(now) != Connection::Overdue::NOTHING) overdue.push_back(connection);
   }
   for (const auto& connection : overdue) connection->end_overdue(now);
+  if (m_context.config.park_time.count() == 0) return;
+  for (const auto& [key, connection] : m_connections) connection->expire_requests(now);
 }
 
 }  // namespace QZ_Binding

@@ -14,6 +14,8 @@ class RequestList {
   RequestList& operator=(const RequestList&) = delete;
 
   std::size_t size() const { return m_size; }
+  // Null when the list is empty; links lead on from there.
+  RequestRecord* first() const { return m_first; }
   void add(RequestRecord& record) {
     record.links.list = this;
     record.links.previous = nullptr;

@@ -23,8 +23,10 @@ void clear_octets(std::vector<unsigned char>& octets) {
 
 }  // namespace
 
-void RequestRecord::begin(std::shared_ptr<Connection> connection, const QZ_Giop::RequestHeader& header) {
+void RequestRecord::begin(std::shared_ptr<Connection> connection, const QZ_Giop::RequestHeader& header,
+                          QZ_Giop::Time arrival) {
   m_connection = std::move(connection);
+  m_arrival = arrival;
   m_to = {header.version, header.little_endian, header.request_id};
   m_locate = header.locate;
   m_response_expected = header.response_expected;
@@ -42,6 +44,10 @@ void RequestRecord::clear() {
 
 void RequestRecord::release() {
   if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1) m_connection->thread().recycle(this);
+}
+
+bool RequestRecord::abandoned() const {
+  return m_connection->gone() || (marks() & (CANCELLED | CLAIMED)) != 0;
 }
 
 CORBA::OctetSeq* RequestRecord::new_key() {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/binding/giop/message_encoder.h"
-#include "platform/binding/giop/request_header.h"
+#include "platform/binding/giop/request_assembly.h"
 
 namespace QZ_Binding {
 
@@ -42,7 +42,7 @@ class RequestRecord {
 
   // Begins a request, with one reference each for the connection and the interceptor. For a new record, or one that
   // was released.
-  void begin(std::shared_ptr<Connection> connection, const QZ_Giop::RequestHeader& header);
+  void begin(std::shared_ptr<Connection> connection, const QZ_Giop::RequestHeader& header, QZ_Giop::Time arrival);
   // Ends it, so that the record can begin another.
   void clear();
 
@@ -55,6 +55,10 @@ class RequestRecord {
   bool response_expected() const { return m_response_expected; }
   std::uint32_t id() const { return m_to.request_id; }
   std::span<const unsigned char> key() const { return m_key; }
+  QZ_Giop::Time arrival() const { return m_arrival; }
+
+  // Nobody waits for its outcome any more. For who has not set it.
+  bool abandoned() const;
 
   std::uint32_t marks() const { return m_marks.load(std::memory_order_acquire); }
   // Adds marks, and returns those that were there before.
@@ -119,6 +123,7 @@ class RequestRecord {
   class Callback : public Part<ServerRequestCallback> {
    public:
     using Part::Part;
+    CORBA::Boolean abandoned() override { return m_record.abandoned(); }
     void outcome_set() override { m_record.announce(); }
     void finished() override { m_record.finish(); }
   };
@@ -132,6 +137,7 @@ class RequestRecord {
   bool m_locate = false;
   bool m_response_expected = true;
   std::vector<unsigned char> m_key;
+  QZ_Giop::Time m_arrival;
   QZ_Giop::Buffer m_reply;  // written by who has set CLAIMED, before ANSWERED
 
   std::atomic<std::uint32_t> m_marks{0};

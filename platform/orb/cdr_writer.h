@@ -2,6 +2,8 @@
 // have when the writer is made. Not for several threads at once.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -41,10 +43,10 @@ class CdrWriter {
   template <class Unsigned>
   void write(Unsigned value) {
     align(sizeof value);
-    for (std::size_t i = 0; i < sizeof value; ++i) {
-      const std::size_t shift = 8 * (m_little_endian ? i : sizeof value - 1 - i);
-      m_out.push_back(static_cast<unsigned char>(value >> shift));
-    }
+    std::array<unsigned char, sizeof(Unsigned)> octets;
+    for (std::size_t i = 0; i < octets.size(); ++i) octets[i] = static_cast<unsigned char>(value >> 8 * i);
+    if (!m_little_endian) std::reverse(octets.begin(), octets.end());
+    m_out.insert(m_out.end(), octets.begin(), octets.end());
   }
 
   std::vector<unsigned char>& m_out;

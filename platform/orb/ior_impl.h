@@ -14,7 +14,7 @@
 namespace QZ_IOR {
 
 // An endpoint, shared, and the rest of the object key. Immutable; safe from any thread.
-class IORImpl : public virtual QZ_IOR::IOR, public QZ_CORBA::RefCountedLocalObject {
+class IORImpl final : public virtual QZ_IOR::IOR, public QZ_CORBA::RefCountedLocalObject {
  public:
   using Octets = std::span<const unsigned char>;
 
@@ -37,10 +37,9 @@ class IORImpl : public virtual QZ_IOR::IOR, public QZ_CORBA::RefCountedLocalObje
   }
   const IOREndpointImpl& endpoint() const { return *m_endpoint; }
 
- protected:
+ private:
   ~IORImpl() override;
 
- private:
   IOREndpointImpl* const m_endpoint;  // one reference
   const std::string m_type_id;
   const std::vector<unsigned char> m_remaining_key;

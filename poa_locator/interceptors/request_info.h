@@ -19,6 +19,8 @@ class RequestInfoBase {
   virtual const CORBA::OctetSeq* object_key() = 0;
   virtual void set_forward_ior(QZ_IOR::IOR_ptr ior) = 0;
   virtual void set_exception(const CORBA::Exception& ex) = 0;
+  // Nobody waits for the answer any more.
+  bool abandoned() const { return m_callback->abandoned(); }
   // Shares request data and callback with this object.
   virtual std::unique_ptr<RequestInfoBase> copy() const = 0;
 

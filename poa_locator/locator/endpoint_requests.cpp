@@ -1,5 +1,6 @@
 #include "poa_locator/locator/endpoint_requests.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "poa_locator/plugin/minor_codes.h"
@@ -9,16 +10,23 @@ using QZ_POA_PersistentServer::EndpointDynamicState;
 void EndpointRequests::handle(RequestInfoBase& request, const CORBA::OctetSeq& id) {
   QZ_IOR::IOREndpoint_var ior_endpoint;
   std::unique_ptr<CORBA::Exception> end;
+  Pending abandoned;
+  bool kept = false;
   {
     QZ_MutexLock lock(m_mutex);
     if (m_end) {
       end.reset(CORBA::Exception::_duplicate(m_end.get()));
     } else if (CORBA::is_nil(m_dynamic_state)) {
       m_pending.push_back(request.copy());
-      return;
+      kept = true;
+      if (m_pending.size() >= m_sweep_size) abandoned = take_abandoned();
     } else {
       ior_endpoint = QZ_IOR::IOREndpoint::_duplicate(m_ior_endpoint);
     }
+  }
+  if (kept) {
+    fail(abandoned, CORBA::TRANSIENT(MINOR_ENDPOINT_DESTROYED, CORBA::COMPLETED_NO));  // which nobody hears
+    return;
   }
   if (end) {
     request.set_exception(*end);
@@ -67,6 +75,16 @@ void EndpointRequests::end(const CORBA::SystemException& outcome) {
     pending.swap(m_pending);
   }
   fail(pending, outcome);
+}
+
+EndpointRequests::Pending EndpointRequests::take_abandoned() {
+  Pending abandoned;
+  for (auto next = m_pending.begin(); next != m_pending.end();) {
+    const auto request = next++;
+    if ((*request)->abandoned()) abandoned.splice(abandoned.end(), m_pending, request);
+  }
+  m_sweep_size = std::max(SMALLEST_SWEEP, 2 * m_pending.size());
+  return abandoned;
 }
 
 void EndpointRequests::fail(Pending& pending, const CORBA::SystemException& outcome) {

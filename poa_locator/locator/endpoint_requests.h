@@ -43,10 +43,16 @@ class EndpointRequests {
   QZ_IOR::IOREndpoint_ptr ior_endpoint() const;
 
  private:
+  static constexpr std::size_t SMALLEST_SWEEP = 64;
+
   static void fail(Pending& pending, const CORBA::SystemException& outcome);
+  // Clients that come and go while a POA does not run leave requests behind, which would add up.
+  Pending take_abandoned() REQUIRES(m_mutex);
 
   mutable QZ_Mutex m_mutex;
   Pending m_pending GUARDED_BY(m_mutex);  // empty while the POA runs and once the endpoint has ended
+  // Of m_pending: with so many, the abandoned ones are taken out. It keeps their share of the work constant.
+  std::size_t m_sweep_size GUARDED_BY(m_mutex) = SMALLEST_SWEEP;
   QZ_POA_PersistentServer::EndpointDynamicState_var m_dynamic_state GUARDED_BY(m_mutex);
   QZ_IOR::IOREndpoint_var m_ior_endpoint GUARDED_BY(m_mutex);
   std::unique_ptr<CORBA::Exception> m_end GUARDED_BY(m_mutex);  // null until the endpoint has ended

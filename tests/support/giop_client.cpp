@@ -25,14 +25,29 @@ int milliseconds_left(std::chrono::steady_clock::time_point end) {
   return left < 0 ? 0 : static_cast<int>(left);
 }
 
-}  // namespace
+const sockaddr* as_any(const sockaddr_in& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
 
-GiopClient::GiopClient(const std::string& host, int port) : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+sockaddr_in socket_address(const std::string& host, int port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<std::uint16_t>(port));
-  const bool good = m_fd >= 0 && inet_pton(AF_INET, host.c_str(), &address.sin_addr) == 1 &&
-                    connect(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  if (inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1) throw std::runtime_error("no address: " + host);
+  return address;
+}
+
+}  // namespace
+
+GiopClient::GiopClient(const std::string& host, int port, const Options& options)
+    : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  if (options.receive_buffer > 0) {
+    setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &options.receive_buffer, sizeof options.receive_buffer);
+  }
+  const sockaddr_in from = socket_address(options.from.empty() ? "0.0.0.0" : options.from, 0);
+  const sockaddr_in to = socket_address(host, port);
+  const bool good = m_fd >= 0 && (options.from.empty() || bind(m_fd, as_any(from), sizeof from) == 0) &&
+                    connect(m_fd, as_any(to), sizeof to) == 0;
   if (!good) {
     if (m_fd >= 0) close(m_fd);
     throw std::runtime_error("cannot connect to " + host + ":" + std::to_string(port));
@@ -46,6 +61,17 @@ GiopClient::~GiopClient() {
 }
 
 GiopClient::GiopClient(GiopClient&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+
+std::string GiopClient::address() const {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  char text[INET_ADDRSTRLEN] = {};
+  if (getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
+      !inet_ntop(AF_INET, &address.sin_addr, text, sizeof text)) {
+    throw std::runtime_error("the socket has no address");
+  }
+  return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
+}
 
 void GiopClient::send(const Octets& octets) {
   if (!try_send(octets)) throw std::runtime_error("the connection was closed while sending");
@@ -62,6 +88,11 @@ bool GiopClient::try_send(const Octets& octets) {
 
 void GiopClient::finish_sending() {
   shutdown(m_fd, SHUT_WR);
+}
+
+void GiopClient::reset_at_end() {
+  const linger none{1, 0};
+  setsockopt(m_fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
 }
 
 Octets GiopClient::read_octets(std::size_t size, std::chrono::steady_clock::time_point end) {

@@ -76,6 +76,7 @@ void Locator::launch() {
   m_notify_socket = bind_datagram_socket(socket_path);
   ChildProcess::Spec spec;
   spec.argv = {program("poalocd"), "--config", config_path};
+  spec.environment = m_environment;
   spec.environment["NOTIFY_SOCKET"] = socket_path;
   spec.stdout_path = m_dir + "/" + m_name + ".out";
   spec.stderr_path = m_dir + "/" + m_name + ".err";

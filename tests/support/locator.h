@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,6 +28,8 @@ class Locator {
   // Changes hold from the next start on.
   LocatorConfig& config() { return m_config; }
   const std::string& domain() const { return m_config.domain(); }
+  // Variables added to the test's own; likewise.
+  std::map<std::string, std::string>& environment() { return m_environment; }
 
   // Returns when the daemon has said that it is ready.
   void start();
@@ -60,6 +63,7 @@ class Locator {
   std::string m_name;
   std::string m_dir;
   LocatorConfig m_config;
+  std::map<std::string, std::string> m_environment;
   EventLog m_log;
   int m_notify_socket = -1;
   std::unique_ptr<ChildProcess> m_process;

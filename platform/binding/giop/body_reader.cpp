@@ -34,17 +34,32 @@ BodyReader::Octets BodyReader::read_octets(std::size_t count) {
   return result;
 }
 
-std::uint32_t BodyReader::read_number(std::size_t size) {
+void BodyReader::require(std::uint64_t count) {
+  if (ok() && (m_position > m_octets.size() || m_octets.size() - m_position < count)) m_needed = m_position + count;
+}
+
+template <class Unsigned>
+Unsigned BodyReader::read_number() {
+  constexpr std::size_t SIZE = sizeof(Unsigned);
   if (!ok()) return 0;
-  align(size);
+  align(SIZE);
   // Who aligns fragments by themselves does not break a number across two.
-  if (!m_starts.empty() && m_starts.front() < m_position + size) fail();
-  const Octets octets = read_octets(size);
-  std::uint32_t value = 0;
-  for (std::size_t i = 0; i < octets.size(); ++i) {
-    value |= std::uint32_t{octets[i]} << 8 * (m_little_endian ? i : octets.size() - 1 - i);
+  if (!m_starts.empty() && m_starts.front() < m_position + SIZE) fail();
+  const Octets octets = read_octets(SIZE);
+  if (octets.empty()) return 0;
+  Unsigned value = 0;
+  for (std::size_t i = 0; i < SIZE; ++i) {
+    value = static_cast<Unsigned>(value | Unsigned{octets[m_little_endian ? i : SIZE - 1 - i]} << 8 * i);
   }
   return value;
+}
+
+std::uint16_t BodyReader::read_ushort() {
+  return read_number<std::uint16_t>();
+}
+
+std::uint32_t BodyReader::read_ulong() {
+  return read_number<std::uint32_t>();
 }
 
 std::uint8_t BodyReader::read_octet() {

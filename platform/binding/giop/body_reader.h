@@ -26,15 +26,18 @@ class BodyReader {
 
   std::uint8_t read_octet();
   bool read_boolean();
-  std::uint16_t read_ushort() { return static_cast<std::uint16_t>(read_number(2)); }
-  std::uint32_t read_ulong() { return read_number(4); }
+  std::uint16_t read_ushort();
+  std::uint32_t read_ulong();
   Octets read_octets(std::size_t count);
+  // So many octets must follow at least. Told beforehand, they are not asked for one after the other.
+  void require(std::uint64_t count);
   Octets read_octet_seq() { return read_octets(read_ulong()); }
   // Passes over a string; it must end with its only NUL.
   void skip_string();
 
  private:
-  std::uint32_t read_number(std::size_t size);
+  template <class Unsigned>
+  Unsigned read_number();
   void align(std::size_t alignment);
   // Notes which fragment the position is in.
   void enter_fragment();

@@ -1,5 +1,8 @@
 #include "platform/binding/giop/message_encoder.h"
 
+#include <algorithm>
+#include <array>
+
 namespace QZ_Giop {
 
 namespace {
@@ -7,15 +10,16 @@ namespace {
 constexpr std::size_t SIZE_POSITION = 8;
 constexpr std::size_t FLAGS_POSITION = 6;
 
-void put_ulong(unsigned char* place, bool little_endian, std::uint32_t value) {
-  for (unsigned i = 0; i < 4; ++i) {
-    place[i] = static_cast<unsigned char>(value >> 8 * (little_endian ? i : 3 - i));
-  }
+std::array<unsigned char, 4> octets_of(bool little_endian, std::uint32_t value) {
+  std::array<unsigned char, 4> octets;
+  for (unsigned i = 0; i < 4; ++i) octets[i] = static_cast<unsigned char>(value >> 8 * i);
+  if (!little_endian) std::reverse(octets.begin(), octets.end());
+  return octets;
 }
 
 void append_ulong(Buffer& out, bool little_endian, std::uint32_t value) {
-  out.resize(out.size() + 4);
-  put_ulong(out.data() + out.size() - 4, little_endian, value);
+  const auto octets = octets_of(little_endian, value);
+  out.insert(out.end(), octets.begin(), octets.end());
 }
 
 void align(Buffer& out, std::size_t start, std::size_t alignment) {
@@ -25,10 +29,10 @@ void align(Buffer& out, std::size_t start, std::size_t alignment) {
 
 std::size_t begin_message(Buffer& out, Version version, bool little_endian, MessageType type) {
   const std::size_t start = out.size();
-  const unsigned char octets[] = {'G',           'I',           'O',           'P',
-                                  version.major, version.minor, little_endian, static_cast<unsigned char>(type)};
+  const unsigned char octets[] = {
+      'G', 'I', 'O', 'P', version.major, version.minor, little_endian, static_cast<unsigned char>(type),
+      0,   0,   0,   0};  // the size
   out.insert(out.end(), std::begin(octets), std::end(octets));
-  append_ulong(out, little_endian, 0);
   return start;
 }
 
@@ -71,8 +75,8 @@ void append_system_exception(Buffer& out, std::size_t start, bool little_endian,
 void end_message(Buffer& out, std::size_t start) {
   unsigned char* message = out.data() + start;
   const bool little_endian = message[FLAGS_POSITION] != 0;
-  put_ulong(message + SIZE_POSITION, little_endian,
-            static_cast<std::uint32_t>(out.size() - start - MESSAGE_HEADER_SIZE));
+  const auto size = octets_of(little_endian, static_cast<std::uint32_t>(out.size() - start - MESSAGE_HEADER_SIZE));
+  std::copy(size.begin(), size.end(), message + SIZE_POSITION);
 }
 
 void append_message_error(Buffer& out, Version version, bool little_endian) {

@@ -10,6 +10,9 @@ namespace {
 
 using Octets = std::span<const unsigned char>;
 
+// What an element of a list has at least that consists of a tag and a sequence of octets.
+constexpr std::uint64_t SMALLEST_TAGGED = 8;
+
 enum Addressing : std::uint16_t { KEY = 0, PROFILE = 1, REFERENCE = 2 };
 
 Octets key_of_profile(std::uint32_t tag, Octets body) {
@@ -37,6 +40,7 @@ Octets read_target(BodyReader& reader) {
       std::uint32_t selected_tag = 0;
       Octets selected_body;
       for (std::uint32_t i = 0; i < count && reader.ok(); ++i) {
+        reader.require(SMALLEST_TAGGED * (count - i));
         const std::uint32_t tag = reader.read_ulong();
         const Octets body = reader.read_octet_seq();
         if (i != selected) continue;
@@ -54,6 +58,8 @@ Octets read_target(BodyReader& reader) {
 void skip_service_contexts(BodyReader& reader) {
   const std::uint32_t count = reader.read_ulong();
   for (std::uint32_t i = 0; i < count && reader.ok(); ++i) {
+    // A header that creeps in is not read again from its beginning for each of them.
+    reader.require(SMALLEST_TAGGED * (count - i));
     reader.read_ulong();
     reader.read_octet_seq();
   }

@@ -17,6 +17,27 @@ TEST_F(ActiveEndpointTest, KeepsRequestsWhileThePoaDoesNotRun) {
   EXPECT_EQ(endpoint.number_of_pending_requests(), 1u);
 }
 
+TEST_F(ActiveEndpointTest, RequestsForWhichNobodyWaitsDoNotAddUp) {
+  start();
+  ActiveEndpoint endpoint = idle_endpoint(m_bank);
+  std::vector<std::shared_ptr<FakeRequest>> waiting, gone;
+  for (int i = 0; i < 2000; ++i) {
+    gone.push_back(send_to(m_bank));
+    gone.back()->abandon();
+    if (i % 100 == 0) waiting.push_back(send_to(m_bank, "object" + std::to_string(i)));
+  }
+  EXPECT_LT(endpoint.number_of_pending_requests(), 200u);
+  for (const auto& request : waiting) EXPECT_FALSE(request->answered());
+  run(endpoint, m_bank);
+  for (std::size_t i = 0; i < waiting.size(); ++i) {
+    const Outcome outcome = waiting[i]->wait();
+    EXPECT_EQ(outcome.forwarded_key, server_key(m_bank) + "object" + std::to_string(100 * i));
+    EXPECT_EQ(outcome.outcomes, 1u);
+  }
+  // Each is finished once, however it ended.
+  for (const auto& request : gone) EXPECT_EQ(request->wait().outcomes, 1u);
+}
+
 TEST_F(ActiveEndpointTest, ForwardsRequestsOfARunningPoaToTheServersKey) {
   start();
   ActiveEndpoint endpoint = idle_endpoint(m_bank);

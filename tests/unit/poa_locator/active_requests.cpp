@@ -31,6 +31,8 @@ class FakeRequest::State {
     return m_outcome;
   }
 
+  std::atomic<bool> m_abandoned{false};
+
  private:
   const std::unique_ptr<CORBA::OctetSeq> m_key;
   mutable std::mutex m_mutex;  // guards m_outcome
@@ -110,6 +112,7 @@ class FakeRequest::Callback : public virtual QZ_Binding::ServerRequestCallback, 
  public:
   explicit Callback(std::shared_ptr<State> state) : m_state(std::move(state)) {}
 
+  CORBA::Boolean abandoned() override { return m_state->m_abandoned; }
   void outcome_set() override { m_state->called("outcome_set"); }
   void finished() override { m_state->called("finished"); }
 
@@ -139,6 +142,10 @@ QZ_Binding::ServerLocateRequestData_ptr FakeRequest::locate_data() const {
 }
 QZ_Binding::ServerRequestCallback_ptr FakeRequest::callback() const {
   return m_callback.get();
+}
+
+void FakeRequest::abandon() {
+  m_state->m_abandoned = true;
 }
 
 void FakeRequest::give_to(QZ_Binding::ServerRequestInterceptor_ptr interceptor) {

@@ -47,6 +47,8 @@ class FakeRequest {
   QZ_Binding::ServerLocateRequestData_ptr locate_data() const;
   QZ_Binding::ServerRequestCallback_ptr callback() const;
 
+  // The client goes.
+  void abandon();
   // As the front door does it.
   void give_to(QZ_Binding::ServerRequestInterceptor_ptr interceptor);
   // The plug-in's view.

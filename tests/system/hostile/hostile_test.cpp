@@ -1,0 +1,50 @@
+#include "tests/system/hostile/hostile_test.h"
+
+#include <cstdlib>
+
+namespace {
+
+// Freed memory must count as free where memory is measured.
+std::string with_small_quarantine(const char* options) {
+  return std::string(options ? options : "") + ":quarantine_size_mb=4:thread_local_quarantine_size_kb=64";
+}
+
+}  // namespace
+
+void HostileTest::SetUp() {
+  m_locator.environment()["ASAN_OPTIONS"] = with_small_quarantine(std::getenv("ASAN_OPTIONS"));
+  m_locator.config().set("front_door", "log_interval", "0");
+}
+
+void HostileTest::start(const std::map<std::string, std::string>& limits) {
+  for (const auto& [key, value] : limits) m_locator.config().set("front_door", key, value);
+  m_locator.start();
+  m_server.add("Bank");
+}
+
+support::GiopClient HostileTest::connect_from(const std::string& address) const {
+  return support::GiopClient(m_locator.host(), support::Locator::FRONT_DOOR, {.from = address});
+}
+
+bool HostileTest::files_return_to(std::size_t before) const {
+  return support::wait_until([&] { return files() <= before; });
+}
+
+void HostileTest::expect_forwards() {
+  support::GiopClient client = connect();
+  EXPECT_TRUE(is_forward_to_server(client.call(request(spec_for("Bank", 1))), "Bank"));
+  EXPECT_TRUE(is_forward_to_server(client.call(locate_request(spec_for("Bank", 2))), "Bank"));
+}
+
+void HostileTest::expect_logged(FrontDoorEvent id, const std::string& peer, const std::string& what) {
+  EXPECT_TRUE(m_locator.log().wait_for([&](const support::Event& event) {
+    return event.subsystem == "QZ_FRONT_DOOR" && event.id == id && event.parameters.size() >= 2 &&
+           event.parameters[0] == peer && event.parameters[1] == what;
+  })) << "no event "
+      << id << " of " << peer << ", " << what;
+}
+
+void HostileTest::expect_ended(support::GiopClient& client, support::MessageType how) {
+  EXPECT_EQ(client.receive().type(), how);
+  EXPECT_TRUE(client.wait_for_end());
+}

@@ -1,0 +1,129 @@
+// Peers that take their time, or for ever.
+#include "tests/system/hostile/hostile_test.h"
+
+namespace {
+
+using support::ByteOrder;
+using support::CdrWriter;
+using support::GiopClient;
+using support::Octets;
+using support::RequestSpec;
+
+class SlowPeersTest : public HostileTest {
+ protected:
+  std::vector<GiopClient> connect_many(std::size_t count) const {
+    std::vector<GiopClient> clients;
+    for (std::size_t i = 0; i < count; ++i) clients.push_back(connect());
+    return clients;
+  }
+};
+
+TEST_F(SlowPeersTest, WritersOfOneOctetAtATimeAreCutOff) {
+  start({{"message_time", "1"}});
+  const std::size_t files_before = files();
+  std::vector<GiopClient> writers = connect_many(20);
+  const Octets whole = request(spec_for("Bank"));
+  for (std::size_t i = 0; i < support::HEADER_SIZE; ++i) {
+    for (GiopClient& writer : writers) writer.try_send({whole[i]});
+    if (support::wait_until([&] { return writers[0].something_arrived(); }, std::chrono::milliseconds(200))) break;
+    if (i == 3) expect_forwards();
+  }
+  for (GiopClient& writer : writers) {
+    expect_ended(writer, support::CLOSE_CONNECTION);
+    expect_logged(MESSAGE_TIME, writer.address(), "1000");
+  }
+  writers.clear();
+  EXPECT_TRUE(files_return_to(files_before));
+  expect_forwards();
+}
+
+TEST_F(SlowPeersTest, ConnectionsThatNeverSendAreClosed) {
+  start({{"idle_time", "0.5"}});
+  const std::size_t files_before = files();
+  std::vector<GiopClient> silent = connect_many(50);
+  for (GiopClient& client : silent) {
+    expect_ended(client, support::CLOSE_CONNECTION);
+    expect_logged(IDLE, client.address(), "500");
+  }
+  silent.clear();
+  EXPECT_TRUE(files_return_to(files_before));
+  expect_forwards();
+}
+
+TEST_F(SlowPeersTest, HalfClosedConnectionsAreClosed) {
+  start();
+  prepare_stopped({"Stopped"});
+  const std::size_t files_before = files();
+  const Octets whole = request(spec_for("Bank"));
+  const std::vector<Octets> sent = {{},
+                                    Octets(whole.begin(), whole.begin() + 5),
+                                    Octets(whole.begin(), whole.end() - 1),
+                                    request(spec_for("Stopped")),
+                                    request(spec_for("Stopped")) + Octets(whole.begin(), whole.begin() + 20)};
+  for (const Octets& octets : sent) {
+    GiopClient client = connect();
+    client.send(octets);
+    client.finish_sending();
+    EXPECT_TRUE(client.wait_for_end());
+  }
+  EXPECT_TRUE(files_return_to(files_before));
+  m_server.add("Stopped");
+  expect_forwards();
+}
+
+// The peer's half stays open for ever.
+TEST_F(SlowPeersTest, PeersThatDoNotCloseAConnectionThatHasEndedAreNotWaitedFor) {
+  start();
+  const std::size_t files_before = files();
+  std::vector<GiopClient> clients = connect_many(20);
+  for (GiopClient& client : clients) {
+    client.send(support::octets_of("GET / HTTP/1.1\r\n"));
+    expect_ended(client, support::MESSAGE_ERROR);
+  }
+  EXPECT_TRUE(files_return_to(files_before));
+  expect_forwards();
+}
+
+TEST_F(SlowPeersTest, BodyInFragmentsThatNeverEndIsCutOff) {
+  start({{"message_time", "1"}});
+  const std::size_t files_before = files(), memory_before = resident();
+  RequestSpec spec = spec_for("Bank", 3);
+  spec.body = Octets(8, 'x');
+  Octets first = request(spec);
+  first[6] |= 2;
+  Octets more = message({2, ByteOrder::BIG}, support::FRAGMENT,
+                        CdrWriter(ByteOrder::BIG).ulong(3).raw(Octets(1020, 'x')).octets());
+  more[6] |= 2;
+  {
+    GiopClient client = connect();
+    client.send(first);
+    while (!client.something_arrived() && client.try_send(more)) {
+    }
+    expect_ended(client, support::CLOSE_CONNECTION);
+    expect_logged(MESSAGE_TIME, client.address(), "1000");
+  }
+  EXPECT_LT(resident(), memory_before + FLAT_KIB);
+  EXPECT_TRUE(files_return_to(files_before));
+  expect_forwards();
+}
+
+// Each fragment brings a service context of the smallest size, so that the header never ends.
+TEST_F(SlowPeersTest, HeaderInFragmentsThatNeverEndsIsRefusedAtItsLimit) {
+  start();
+  const support::Dialect dialect{1, ByteOrder::BIG};
+  for (const std::uint32_t contexts : {8'000U, 0xFFFFFFFFU}) {
+    Octets first = message(dialect, support::REQUEST, CdrWriter(ByteOrder::BIG).ulong(contexts).octets());
+    Octets more = message(dialect, support::FRAGMENT, CdrWriter(ByteOrder::BIG).ulong(1).ulong(1).raw({0}).octets());
+    first[6] |= 2;
+    more[6] |= 2;
+    GiopClient client = connect();
+    client.send(first);
+    for (unsigned sent = 0; sent <= contexts && !client.something_arrived() && client.try_send(more); ++sent) {
+    }
+    expect_ended(client, support::MESSAGE_ERROR);
+    expect_logged(HEADER_SIZE, client.address(), "65536");
+  }
+  expect_forwards();
+}
+
+}  // namespace
