@@ -7,10 +7,11 @@ source "$(dirname "${BASH_SOURCE[0]}")/scripts/common.sh"
 
 passed=0
 failed=0
+reports=()
 
 # run_tests PRESET FACTOR [ctest option...]: FACTOR stretches the limits of waiting, for slow instrumentation.
 run_tests() {
-  local preset=$1 factor=$2 report count bad
+  local preset=$1 factor=$2 report count bad skipped
   shift 2
   say "Testing the preset $preset"
   report=$root/build/$preset/report.xml
@@ -27,6 +28,7 @@ run_tests() {
   bad=$(grep -c '<testcase .*status="fail"' "$report" || true)
   skipped=$(grep -c '<testcase .*status="\(notrun\|disabled\)"' "$report" || true)
   [ "${skipped:-0}" -eq 0 ] || { echo "$skipped tests of the preset $preset did not run; that counts as failed."; bad=$((bad + skipped)); }
+  reports+=("$report")
   passed=$((passed + count - bad))
   failed=$((failed + bad))
 }
@@ -46,6 +48,9 @@ case "${1:-all}" in
     run_tests "$1" 3 ${2:+-R "$2"}
     ;;
 esac
+
+# At the end, where they are looked for and where a shortened log still has them.
+[ "$failed" -eq 0 ] || python3 scripts/failures.py "${reports[@]}" || true
 
 say "Result after $((SECONDS / 60)) min $((SECONDS % 60)) s"
 echo "$passed passed, $failed failed"
