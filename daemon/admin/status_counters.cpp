@@ -41,6 +41,7 @@ constexpr Named FRONT_DOOR[] = {
     {"incomplete_requests_exceeded", &FrontDoorCounters::incomplete_requests_exceeded},
     {"idle_timeouts", &FrontDoorCounters::idle_timeouts},
     {"message_timeouts", &FrontDoorCounters::message_timeouts},
+    {"park_timeouts", &FrontDoorCounters::park_timeouts},
     {"accept_failures", &FrontDoorCounters::accept_failures},
     {"protocol_errors", &FrontDoorCounters::protocol_errors},
 };
