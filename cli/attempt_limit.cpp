@@ -5,6 +5,7 @@
 #include <omniORB4/omniInterceptors.h>
 #include <omniORB4/internal/giopRope.h>
 #include <omniORB4/internal/giopStream.h>
+#include <omniORB4/internal/giopStrand.h>
 #include <omniORB4/IOP_C.h>
 #include <omniORB4/internal/GIOP_C.h>
 // clang-format on
