@@ -109,6 +109,7 @@ std::vector<unsigned char> written(const Heard& request) {
   if (!old) writer.write_ushort(0);  // the target is a key
   writer.write_octet_seq(key);
   if (!request.locate) writer.write_string("op");
+  if (!request.locate && !old) writer.write_ulong(0);  // service contexts
   QZ_Giop::end_message(out, 0);
   return out;
 }
