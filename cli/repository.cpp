@@ -87,7 +87,7 @@ void fail_references(const std::string& what, const QZ_LocationCommon::Reference
     list += (i ? ", " : "") + printable(references[i].in());
   if (references.length() > SHOWN) list += " and " + std::to_string(references.length() - SHOWN) + " more";
   throw Failure(REFUSED, what + " is in use by " + list +
-                             ": remove these first, detach them with --force, or remove them with it with --deep.");
+                             ": remove these first, detach them with --force, or remove them too with --deep.");
 }
 
 }  // namespace poaloc

@@ -63,6 +63,10 @@ std::string printable(const std::string& text) {
       result += octets;
       return;
     }
+    if (octets == "\n") {
+      result += "\\n";
+      return;
+    }
     for (const char c : octets) {
       const auto octet = static_cast<unsigned char>(c);
       result += {'\\', 'x', digits[octet >> 4], digits[octet & 15]};

@@ -12,8 +12,8 @@ namespace poaloc {
 
 // The locale must be one of UTF-8.
 
-// Characters that a terminal would obey and what is no UTF-8 are written as \xNN, so that no name can do more than be
-// shown.
+// Line breaks are written as \n; other characters that a terminal would obey, and what is no UTF-8, as \xNN: no name
+// can do more than be shown.
 std::string printable(const std::string& text);
 // Columns that it takes on a terminal.
 std::size_t display_width(const std::string& text);

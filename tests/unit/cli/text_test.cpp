@@ -20,7 +20,7 @@ class TextTest : public ::testing::Test {
 
 TEST_F(TextTest, WhatATerminalWouldObeyIsWrittenOut) {
   EXPECT_EQ(printable("Größe 漢字 a\\b"), "Größe 漢字 a\\b");
-  EXPECT_EQ(printable("a\nb\t\033[2J\x7f"), "a\\x0ab\\x09\\x1b[2J\\x7f");
+  EXPECT_EQ(printable("a\nb\t\033[2J\x7f"), "a\\nb\\x09\\x1b[2J\\x7f");
   EXPECT_EQ(printable(std::string("a\0b", 3)), "a\\x00b");
   EXPECT_EQ(printable("\u0085\u009b\u2028"), "\\xc2\\x85\\xc2\\x9b\\xe2\\x80\\xa8");
   EXPECT_EQ(printable("\u202e\u2066"), "\\xe2\\x80\\xae\\xe2\\x81\\xa6");
