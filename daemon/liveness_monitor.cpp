@@ -72,31 +72,28 @@ void LivenessMonitor::check() {
   for (const auto& process : m_processes.list()) process->check_unwatched(m_settings.failures);
 
   const QZ_LocatorInternal::ActiveORBList_var orbs = m_orbs.list();
-  const std::vector<char> silent = find_silent(orbs);
-  std::map<std::string, Suspect> next;
-  for (CORBA::ULong i = 0; i < orbs->length() && !stopping(); ++i) {
-    if (!silent[i]) continue;
-    run_guarded([&] { count_failure(orbs.in()[i], next); });
-  }
-  m_suspects.swap(next);
-}
-
-std::vector<char> LivenessMonitor::find_silent(const QZ_LocatorInternal::ActiveORBList& orbs) const {
-  const CORBA::ULong count = orbs.length();
-  std::vector<char> silent(count, false);
+  const CORBA::ULong count = orbs->length();
+  Round round;
   std::atomic<CORBA::ULong> next{0};
   const auto work = [&] {
-    for (CORBA::ULong i; !stopping() && (i = next++) < count;)
-      run_guarded([&] { silent[i] = !is_watched(orbs[i]) && orbs[i]->registered() && !answers(orbs[i]); });
+    for (CORBA::ULong i; !stopping() && (i = next++) < count;) run_guarded([&] { check_orb(orbs.in()[i], round); });
   };
   std::vector<std::jthread> helpers;
-  while (helpers.size() + 1 < std::min<std::size_t>(count, MAX_PROBES)) helpers.emplace_back(work);
+  // Where there is no thread to be had, fewer ask.
+  run_guarded([&] {
+    while (helpers.size() + 1 < std::min<std::size_t>(count, MAX_PROBES)) helpers.emplace_back(work);
+  });
   work();
   helpers.clear();  // waits for them
-  return silent;
+  m_suspects.swap(round.suspects);
 }
 
-void LivenessMonitor::count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, std::map<std::string, Suspect>& next) {
+void LivenessMonitor::check_orb(QZ_LocatorInternal::ActiveORB_ptr orb, Round& round) const {
+  // A server that does not answer may come back and register at any time: what a probe says holds only now.
+  if (!is_watched(orb) && orb->registered() && !answers(orb)) count_failure(orb, round);
+}
+
+void LivenessMonitor::count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, Round& round) const {
   const CORBA::String_var orb_name = orb->name();
   const std::string name = orb_name.in();
   const auto before = m_suspects.find(name);
@@ -104,7 +101,8 @@ void LivenessMonitor::count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, std::
   const unsigned failures = (same ? before->second.failures : 0) + 1;
   report(m_log, SERVER_PROBE_FAILED_EVENT, {name, std::to_string(failures), std::to_string(m_settings.failures)});
   if (failures < m_settings.failures) {
-    next.insert_or_assign(name, Suspect{QZ_LocatorInternal::ActiveORB::_duplicate(orb), failures});
+    const std::lock_guard lock(round.mutex);
+    round.suspects.insert_or_assign(name, Suspect{QZ_LocatorInternal::ActiveORB::_duplicate(orb), failures});
     return;
   }
   report(m_log, SERVER_DEAD_EVENT, {name});

@@ -40,10 +40,14 @@ class LivenessMonitor {
     unsigned failures;
   };
 
+  struct Round {
+    std::mutex mutex;                         // guards suspects
+    std::map<std::string, Suspect> suspects;  // for the next round
+  };
+
   void run();
-  // Which of them should answer and do not.
-  std::vector<char> find_silent(const QZ_LocatorInternal::ActiveORBList& orbs) const;
-  void count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, std::map<std::string, Suspect>& next);
+  void check_orb(QZ_LocatorInternal::ActiveORB_ptr orb, Round& round) const;
+  void count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, Round& round) const;
   template <class Work>
   void run_guarded(Work work) const;
   bool stopping() const;
@@ -52,7 +56,7 @@ class LivenessMonitor {
   ActiveOrbRegistryImpl& m_orbs;
   ActiveProcessRegistryImpl& m_processes;
   const QZ_Logging::EventLog_var m_log;
-  std::map<std::string, Suspect> m_suspects;  // used by whoever runs check()
+  std::map<std::string, Suspect> m_suspects;  // of the last round; changed by whoever runs check(), between probes
 
   mutable std::mutex m_mutex;  // guards m_stopping
   std::condition_variable m_wake;

@@ -17,6 +17,9 @@ namespace {
 const char* const THREADED_CONNECTIONS = "256";
 const char* const THREADED_CONNECTIONS_AGAIN = "128";
 
+// Octets; a list of a hundred thousand references fits in. The ORB's own limit is 2 MiB.
+const char* const MAX_MESSAGE_SIZE = "33554432";
+
 std::mutex orb_log_mutex;  // guards orb_log
 QZ_Logging::EventLog_var orb_log;
 
@@ -42,6 +45,10 @@ CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, OrbAccess& access, 
   const std::string connect_limit = std::to_string(settings.probe_time_limit.count());
   auto settable = access.orb_options();
   settable.insert(settable.end(), {{"clientCallTimeOutPeriod", call_limit},
+                                   // Probes have a limit of their own.
+                                   {"supportPerThreadTimeOut", "1"},
+                                   // Lists of a large repository are long.
+                                   {"giopMaxMsgSize", MAX_MESSAGE_SIZE},
                                    {"clientConnectTimeOutPeriod", connect_limit},
                                    // One round trip to a server, not two.
                                    {"verifyObjectExistsAndType", "0"},

@@ -52,7 +52,8 @@ CORBA::ORB_ptr corba_orb() {
   CORBA::ORB_var& orb = orb_slot();
   if (!CORBA::is_nil(orb)) return orb;
   const std::string endpoint = "giop:tcp:" + own_address() + ":";
-  const char* options[][2] = {{"endPoint", endpoint.c_str()}, {nullptr, nullptr}};
+  // Lists may be longer than the ORB's own limit of 2 MiB.
+  const char* options[][2] = {{"endPoint", endpoint.c_str()}, {"giopMaxMsgSize", "33554432"}, {nullptr, nullptr}};
   int argc = 0;
   orb = CORBA::ORB_init(argc, nullptr, "", options);
   const PortableServer::POAManager_var manager = root_poa()->the_POAManager();

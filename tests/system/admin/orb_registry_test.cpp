@@ -119,6 +119,17 @@ TEST_P(ORBDestroyTest, NormalSucceedsOnceItsPoasAreGone) {
 INSTANTIATE_TEST_SUITE_P(, ORBDestroyTest, ::testing::Bool(),
                          [](const auto& restarted) { return restarted.param ? "AfterARestart" : "AtOnce"; });
 
+TEST_F(ORBRegistryTest, RefusalListsAllThatIsInTheWayHoweverMuch) {
+  constexpr std::size_t POAS = 1000;
+  const std::string long_name(3000, 'x');
+  add_orb("teller");
+  const QZ_POAIMRAdmin::POA_var root = poas()->root_namespace();
+  for (std::size_t i = 0; i < POAS; ++i)
+    QZ_POAIMRAdmin::POA_var(root->add((long_name + std::to_string(i)).c_str(), true, true, "teller"));
+  EXPECT_THAT(references_of([&] { ORB_var(orbs()->find("teller"))->destroy(DESTROY_NORMAL); }),
+              Optional(testing::SizeIs(POAS)));
+}
+
 TEST_F(ORBRegistryTest, ServerOfADestroyedORBMayRegisterAgain) {
   support::FakeServer server(m_locator, "server");
   server.add("Bank");

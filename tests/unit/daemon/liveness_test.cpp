@@ -155,6 +155,23 @@ TEST_F(LivenessTest, ServerThatHangsDoesNotDelayTheOthers) {
   round.join();
 }
 
+// At the end of the round it may have come back and registered anew.
+TEST_F(LivenessTest, DeathIsToldWhileOthersAreStillAsked) {
+  open();
+  std::promise<void> end;
+  const std::shared_future<void> ended = end.get_future().share();
+  const auto dead = insert("a");
+  const auto hangs = insert("b");
+  dead->alive = false;
+  check(2);
+  hangs->on_probe = [ended] { ended.wait(); };
+  std::thread round([this] { check(); });
+  EXPECT_TRUE(support::wait_until([&] { return dead->deaths == 1; }));
+  end.set_value();
+  round.join();
+  EXPECT_EQ(dead->deaths, 1);
+}
+
 TEST_F(LivenessTest, AsksFewServersAtATime) {
   constexpr int LIMIT = 8;
   open();
