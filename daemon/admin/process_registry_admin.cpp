@@ -1,18 +1,9 @@
 #include "daemon/admin/process_registry_admin.h"
 
-#include <algorithm>
-
 #include "daemon/admin/name_pages.h"
 #include "daemon/process_info.h"
 
 namespace poalocd {
-
-namespace {
-
-// Command lines and environments may be long, and a page must fit into one message.
-constexpr CORBA::ULong MAX_PROCESSES = 100;
-
-}  // namespace
 
 QZ_IMRAdmin::Process_ptr ProcessRegistryAdmin::add(const QZ_IMRAdmin::ProcessInfo& info) {
   const auto settings = to_settings(info);
@@ -27,7 +18,7 @@ QZ_IMRAdmin::Process_ptr ProcessRegistryAdmin::find(const char* name) {
 QZ_IMRAdmin::ProcessInfoList* ProcessRegistryAdmin::list(const char* from, CORBA::ULong how_many,
                                                          CORBA::String_out next) {
   return make_page<QZ_IMRAdmin::ProcessInfoList>(
-      from, std::min(how_many, MAX_PROCESSES), next,
+      from, how_many, next,
       [this](const std::string& after, std::size_t most) { return m_imr.processes().page(after, most); },
       [](const RefCountHandle<ImrProcess>& process) { return process->settings().name; },
       [](const RefCountHandle<ImrProcess>& process, QZ_IMRAdmin::ProcessInfo& info) {

@@ -189,12 +189,23 @@ TEST_F(ProcessRegistryTest, PagesListWhatIsThereThroughoutOnce) {
 }
 
 TEST_F(ProcessRegistryTest, PageHasAtLeastOneAndNotTooMany) {
-  for (int i = 0; i < 150; ++i) add_process("p" + std::to_string(1000 + i));
+  for (int i = 0; i < 1100; ++i) add_process("p" + std::to_string(1000 + i));
   CORBA::String_var next;
   EXPECT_EQ(QZ_IMRAdmin::ProcessInfoList_var(processes()->list("", 0, next.out()))->length(), 1U);
   EXPECT_STRNE(next, "");
-  EXPECT_LE(QZ_IMRAdmin::ProcessInfoList_var(processes()->list("", 4'000'000'000U, next.out()))->length(), 150U);
-  EXPECT_EQ(process_names().size(), 150U);
+  EXPECT_EQ(QZ_IMRAdmin::ProcessInfoList_var(processes()->list("", 4'000'000'000U, next.out()))->length(), 1000U);
+  EXPECT_EQ(process_names().size(), 1100U);
+}
+
+TEST_F(ProcessRegistryTest, PageOfLargeEntriesFitsIntoAMessageOfAnyORB) {
+  constexpr std::size_t OMNIORBS_OWN_LIMIT = 2 * 1024 * 1024;
+  const std::string long_argument(100'000, 'x');
+  for (int i = 0; i < 60; ++i) add_process("p" + std::to_string(1000 + i), {"/bin/true", long_argument});
+  CORBA::String_var next;
+  const auto length = QZ_IMRAdmin::ProcessInfoList_var(processes()->list("", 1000, next.out()))->length();
+  EXPECT_GE(length, 1U);
+  EXPECT_LT(length * long_argument.size(), OMNIORBS_OWN_LIMIT);
+  EXPECT_EQ(process_names().size(), 60U);
 }
 
 TEST_F(ProcessRegistryTest, ConfigurationFillsOnlyAnEmptyStore) {
