@@ -55,7 +55,10 @@ void ActiveProcessImpl::launch() {
     const auto settings = this->settings();
     std::map<std::string, std::string> environment;
     environment.emplace("POALOCATOR_DOMAIN", m_context.domain);
-    environment.emplace(RUN_VARIABLE, run_mark(m_context.owner, m_name));
+    // The last one is over, whether its end could be recorded or not.
+    m_context.store_lock.settle_run(m_run);
+    m_run = m_context.store_lock.begin_run();
+    environment.emplace(RUN_VARIABLE, run_mark(m_run, m_name));
     if (!m_context.url.empty()) environment.emplace("POALOCATOR_URL", m_context.url);
     if (const auto orb = first_orb_name(); !orb.empty()) environment.emplace("POALOCATOR_ORB_NAME", orb);
     const pid_t pid = spawn(settings, environment);
@@ -71,14 +74,20 @@ void ActiveProcessImpl::launch() {
           ("\"" + settings.argv.front() + "\" cannot be watched: " + e.what()).c_str());
     }
     m_state = State::UP;
-    for (auto& attached : m_orbs) attached.next_run = false;
+    begin_present_run();
     limit_startup(m_instance, settings.startup_time_limit);
     record();
     report(m_context.log, PROCESS_STARTED_EVENT, {m_name, std::to_string(pid), settings.argv.front()});
   } catch (const QZ_LocatorInternal::StartFailed& e) {
+    m_context.store_lock.settle_run(m_run);
     report(m_context.log, PROCESS_START_FAILED_EVENT, {m_name, e.reason.in()});
     throw;
   }
+}
+
+void ActiveProcessImpl::begin_present_run() {
+  m_start_wanted = false;
+  for (auto& attached : m_orbs) attached.next_run = false;
 }
 
 std::string ActiveProcessImpl::first_orb_name() const {
@@ -132,6 +141,8 @@ void ActiveProcessImpl::remove_orb(const char* orb_name) {
   removed = *found;
   m_orbs.erase(found);
   if (!m_orbs.empty() || m_state != State::UP) return;
+  // What a plug-in drops of what it restored says nothing of the run, which may still be starting.
+  if (m_instance && m_restored) return;
   if (m_instance) {
     m_state = State::LEAVING;
     report(m_context.log, PROCESS_LEAVING_EVENT, {m_name, std::to_string(m_instance->pid())});
@@ -153,6 +164,11 @@ void ActiveProcessImpl::restore(const ProcessIdentity& identity, bool leaving) {
   const QZ_MutexLock lock(m_mutex);
   m_state = leaving ? State::LEAVING : State::UP;
   if (identity.pid == 0) return;
+  m_restored = true;
+  m_context.loop.post([this, keep = self()] {
+    const QZ_MutexLock begun(m_mutex);
+    m_restored = false;
+  });
   m_instance = ProcessInstance::of_identity(identity);
   if (!m_instance->running()) {
     m_context.loop.post([this, keep = self(), instance = m_instance] { ended(instance); });
@@ -193,31 +209,39 @@ void ActiveProcessImpl::ended(const Instance& instance) {
     m_state = State::SETTLING;
     dead.swap(m_orbs);
     start_wanted = m_start_wanted;
+    m_start_taken_back = false;
   }
   // With a start remembered, ORBs that have registered nothing wait for the next run. Without one, those do that have
   // just been attached for it: their start is about to be asked.
   AttachedOrbs waiting = take(dead, false);
   if (!start_wanted) {
-    AttachedOrbs next;
-    for (auto& attached : waiting) (attached.next_run ? next : dead).push_back(std::move(attached));
+    AttachedOrbs next = take_next_run(waiting);
+    append(dead, std::move(waiting));
     waiting = std::move(next);
   }
+  // What registered while this run was leaving may be of a run that somebody started by hand.
+  AttachedOrbs registered = take_next_run(dead);
+  const AttachedOrbs successors = take_answering(registered);
+  append(dead, std::move(registered));
   tell_died(dead, m_context.log);
 
   AttachedOrbs failed;
   {
     const QZ_MutexLock lock(m_mutex);
-    m_orbs.insert(m_orbs.begin(), std::make_move_iterator(waiting.begin()), std::make_move_iterator(waiting.end()));
-    m_state = State::IDLE;
+    append(m_orbs, std::move(waiting));
+    append(m_orbs, successors);
+    m_state = successors.empty() ? State::IDLE : State::UP;
     record();
-    if (std::exchange(m_start_wanted, false)) {
+    if (!successors.empty()) {
+      begin_present_run();
+    } else if (std::exchange(m_start_wanted, false)) {
       try {
         launch();
       } catch (...) {
         failed.swap(m_orbs);
       }
-    } else if (start_wanted) {
-      failed.swap(m_orbs);  // they waited for a start that a stop has taken back
+    } else if (m_start_taken_back) {
+      failed.swap(m_orbs);  // they waited for that start
     }
   }
   tell_died(failed, m_context.log);
@@ -255,6 +279,7 @@ void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds
     });
     if (!orbs.empty() && m_state == State::LEAVING) {
       m_state = State::UP;
+      begin_present_run();
       record();
     }
   }
@@ -318,8 +343,10 @@ void ActiveProcessImpl::write_record() {
   bool up = false;
   bool leaving = false;
   ProcessIdentity identity;
+  std::string run;
   {
     const QZ_MutexLock lock(m_mutex);
+    run = m_run;
     leaving = m_state == State::LEAVING || m_state == State::STOPPING;
     up = leaving || m_state == State::UP;
     if (m_instance) identity = m_instance->identity();
@@ -333,6 +360,7 @@ void ActiveProcessImpl::write_record() {
                                home.create(m_name, static_cast<CORBA::ULong>(identity.pid), identity.start_time,
                                            identity.boot_id, leaving);
                            });
+    m_context.store_lock.settle_run(run);
   } catch (...) {
     report(m_context.log, PROCESS_RECORD_FAILED_EVENT, {m_name, current_exception_text()});
   }

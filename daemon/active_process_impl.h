@@ -72,6 +72,8 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   void limit_startup(const Instance& instance, Milliseconds limit) REQUIRES(m_mutex);
   void limit_stop() REQUIRES(m_mutex);
   void end_run() REQUIRES(m_mutex);
+  // The attached ORBs are of the run that is up now.
+  void begin_present_run() REQUIRES(m_mutex);
   Milliseconds stop_grace() const;
   std::string first_orb_name() const;
 
@@ -91,9 +93,12 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
 
   mutable QZ_Mutex m_mutex;  // guards all below; only leaf locks (log, repository, loop) are taken with it held
   State m_state GUARDED_BY(m_mutex) = State::IDLE;
+  std::string m_run GUARDED_BY(m_mutex);    // the last one that was launched
   Instance m_instance GUARDED_BY(m_mutex);  // null when idle, settling, or up with no known pid
   AttachedOrbs m_orbs GUARDED_BY(m_mutex);
+  bool m_restored GUARDED_BY(m_mutex) = false;  // and plug-ins are still restoring theirs
   bool m_start_wanted GUARDED_BY(m_mutex) = false;
+  bool m_start_taken_back GUARDED_BY(m_mutex) = false;  // since the run's exit was seen
   unsigned long m_starts_wanted GUARDED_BY(m_mutex) = 0;  // tells remembered starts apart
   unsigned m_missed GUARDED_BY(m_mutex) = 0;              // checks in a row without a registered ORB
 };

@@ -12,6 +12,7 @@ void ActiveProcessImpl::stop() {
   const bool start_wanted = std::exchange(m_start_wanted, false);
   if (!m_instance) {
     if (!start_wanted) throw QZ_LocatorAdmin::NotRunning();
+    m_start_taken_back = true;
     return;
   }
   // Those that wait for the next run have nothing to wait for now; who attaches from now on asks for its start anew.

@@ -1,5 +1,6 @@
 #include "daemon/attached_orbs.h"
 
+#include <iterator>
 #include <utility>
 
 #include "daemon/exception_text.h"
@@ -7,20 +8,46 @@
 
 namespace poalocd {
 
-AttachedOrbs take(AttachedOrbs& orbs, bool registered) {
+namespace {
+
+// Moves those of which the predicate holds out of orbs.
+template <class Predicate>
+AttachedOrbs take_if(AttachedOrbs& orbs, Predicate predicate) {
   AttachedOrbs taken;
   AttachedOrbs left;
-  for (auto& attached : orbs) {
-    bool is_registered = false;
-    try {
-      is_registered = attached.orb->registered();
-    } catch (const CORBA::Exception&) {
-      // What cannot be asked has nothing that stands.
-    }
-    (is_registered == registered ? taken : left).push_back(std::move(attached));
-  }
+  for (auto& attached : orbs) (predicate(attached) ? taken : left).push_back(std::move(attached));
   orbs = std::move(left);
   return taken;
+}
+
+}  // namespace
+
+AttachedOrbs take(AttachedOrbs& orbs, bool registered) {
+  return take_if(orbs, [&](const AttachedOrb& attached) {
+    try {
+      return attached.orb->registered() == registered;
+    } catch (const CORBA::Exception&) {
+      return !registered;  // what cannot be asked has nothing that stands
+    }
+  });
+}
+
+AttachedOrbs take_answering(AttachedOrbs& orbs) {
+  return take_if(orbs, [](const AttachedOrb& attached) {
+    try {
+      return attached.orb->probe() != 0;
+    } catch (const CORBA::Exception&) {
+      return false;
+    }
+  });
+}
+
+AttachedOrbs take_next_run(AttachedOrbs& orbs) {
+  return take_if(orbs, [](const AttachedOrb& attached) { return attached.next_run; });
+}
+
+void append(AttachedOrbs& orbs, AttachedOrbs more) {
+  orbs.insert(orbs.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
 bool any_registered(const AttachedOrbs& orbs) {

@@ -54,8 +54,10 @@ ChildPlan::ChildPlan(const ProcessSettings& process, const std::map<std::string,
             "\": " + error_text(errno));
   }
   if (!process.log_file.empty()) {
-    m_log = UniqueFd(::open(process.log_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0640));
-    if (!m_log.valid())
+    // A pipe that nobody reads must not hold up whoever starts the process.
+    m_log = UniqueFd(
+        ::open(process.log_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0640));
+    if (!m_log.valid() || ::fcntl(m_log.get(), F_SETFL, O_APPEND) != 0)
       raise("the log file \"" + process.log_file + "\" of \"" + m_path + "\" cannot be written: " + error_text(errno));
   }
   find_user(process.user);

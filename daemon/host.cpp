@@ -143,11 +143,11 @@ void Host::open_locator() {
     const QZ_Logging::EventLog_var log = QZ_Logging::EventLog::_duplicate(m_event_log.get());
     m_process_context = std::make_unique<ProcessContext>(ProcessContext{*m_loop, log, m_store, m_imr->orb_registry(),
                                                                         m_imr->process_registry(), settings.domain,
-                                                                        m_url, m_store_lock->owner()});
+                                                                        m_url, *m_store_lock});
     m_locator = RefCountHandle<LocatorImpl>(
         new LocatorImpl(m_orb, m_orb_access, m_imr, *m_binding_manager, *m_process_context));
-    m_locator->active_processes().load(find_runs(m_store_lock->killed_owners()));
-    m_store_lock->forget_killed_owners();
+    m_locator->active_processes().load(find_runs(m_store_lock->runs_of_killed()));
+    m_store_lock->forget_runs_of_killed();
   } catch (const CORBA::SystemException& e) {
     throw StartError("store.url: " + settings.store.url + " cannot be used: " + QZ_PSS::last_error() + " (" +
                      QZ_CORBA::to_string(e) + ")");

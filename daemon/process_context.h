@@ -8,6 +8,7 @@
 
 #include "daemon/event_loop.h"
 #include "daemon/store_access.h"
+#include "daemon/store_lock.h"
 
 namespace poalocd {
 
@@ -21,8 +22,8 @@ struct ProcessContext {
   std::string domain;
   // Where servers reach the locator (POALOCATOR_URL); empty when there is no front door.
   std::string url;
-  // The daemon itself, as StoreLock names it.
-  std::string owner;
+  // Where runs are noted that have no record yet.
+  StoreLock& store_lock;
   // The administration object of a process; empty while none is served. Set before the host starts.
   std::function<QZ_LocatorAdmin::ActiveProcess_ptr(const std::string& name)> reference = {};
 };

@@ -9,12 +9,12 @@
 
 namespace poalocd {
 
-// The variable by which a process is known: "OWNER/NAME", with the daemon that started it as StoreLock names it.
+// The variable by which a process is known: "RUN/NAME", with the run as StoreLock names it.
 extern const char* const RUN_VARIABLE;
-std::string run_mark(const std::string& owner, const std::string& process_name);
+std::string run_mark(const std::string& run, const std::string& process_name);
 
 // By the name of the process. What the processes have started themselves does not count, although it carries the mark
 // too. The environment of processes of other users is hidden from a daemon that is not root.
-std::map<std::string, ProcessIdentity> find_runs(const std::vector<std::string>& owners);
+std::map<std::string, ProcessIdentity> find_runs(const std::vector<std::string>& runs);
 
 }  // namespace poalocd

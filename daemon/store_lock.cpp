@@ -58,31 +58,54 @@ StoreLock::StoreLock(const std::string& store_url) : m_owner(own_name()) {
     throw StartError("store.url: cannot open \"" + path + "\": " + std::generic_category().message(errno) + REMEDY);
   const bool taken = ::flock(m_file.get(), LOCK_EX | LOCK_NB) != 0;
   const int error = errno;
-  m_killed = read_lines(m_file.get());
+  auto lines = read_lines(m_file.get());
   if (taken && error == EWOULDBLOCK) {
-    const std::string pid = m_killed.empty() ? "" : " of pid " + m_killed.front().substr(0, m_killed.front().find('.'));
+    const std::string pid = lines.empty() ? "" : " of pid " + lines.front().substr(0, lines.front().find('.'));
     throw StartError("store.url: " + store_url + " is in use by the poalocd" + pid +
                      "; stop that one, or set store.url to a store of this poalocd's own");
   }
   if (taken) throw StartError("store.url: cannot lock \"" + path + "\": " + std::generic_category().message(error));
-  auto owners = m_killed;
-  owners.insert(owners.begin(), m_owner);
-  write(owners);
+  // The others name owners.
+  std::erase_if(lines, [](const std::string& line) { return line.find('/') == std::string::npos; });
+  const QZ_MutexLock lock(m_mutex);
+  m_runs_of_killed = std::move(lines);
+  write(m_owner + "\n");
 }
 
 StoreLock::~StoreLock() {
-  write(m_killed);
+  const QZ_MutexLock lock(m_mutex);
+  write("");
 }
 
-void StoreLock::forget_killed_owners() {
-  m_killed.clear();
-  write({m_owner});
+std::string StoreLock::begin_run() {
+  const QZ_MutexLock lock(m_mutex);
+  const std::string run = m_owner + "/" + std::to_string(++m_number_of_runs);
+  m_runs.insert(run);
+  write(m_owner + "\n");
+  return run;
 }
 
-void StoreLock::write(const std::vector<std::string>& owners) const {
-  std::string text;
-  for (const auto& owner : owners) text += owner + "\n";
-  // In this order the file never loses an owner half-way. What cannot be written is only missed after a kill.
+void StoreLock::settle_run(const std::string& run) {
+  const QZ_MutexLock lock(m_mutex);
+  if (m_runs.erase(run) != 0) write(m_owner + "\n");
+}
+
+std::vector<std::string> StoreLock::runs_of_killed() {
+  const QZ_MutexLock lock(m_mutex);
+  return m_runs_of_killed;
+}
+
+void StoreLock::forget_runs_of_killed() {
+  const QZ_MutexLock lock(m_mutex);
+  m_runs_of_killed.clear();
+  write(m_owner + "\n");
+}
+
+void StoreLock::write(const std::string& owner) const {
+  std::string text = owner;
+  for (const auto& run : m_runs_of_killed) text += run + "\n";
+  for (const auto& run : m_runs) text += run + "\n";
+  // In this order the file never loses a line half-way. What cannot be written is only missed after a kill.
   const ssize_t written = ::pwrite(m_file.get(), text.data(), text.size(), 0);
   if (written >= 0) (void)!::ftruncate(m_file.get(), written);
 }

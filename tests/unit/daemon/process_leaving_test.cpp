@@ -77,12 +77,49 @@ TEST_F(ProcessTest, IsRunningAgainWhenItRegistersInsteadOfLeaving) {
   process("bank")->start();
   process("bank")->remove_orb("first");
   const auto back = attach("bank", "back");
-  back->is_registered = true;
+  const auto short_stay = attach("bank", "short stay");
+  back->is_registered = short_stay->is_registered = true;
   const auto waiting = attach("bank", "waiting");
   process("bank")->start();
   ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
   EXPECT_EQ(back->deaths, 0);
-  // Running: an exit tells those that registered.
+  // Running: an exit tells all, for none of them awaits another run.
+  short_stay->is_registered = false;
+  kill(pids_started()[0], SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return back->deaths == 1 && short_stay->deaths == 1; }));
+}
+
+TEST_F(ProcessTest, ExitOfALeavingRunSparesAServerThatSomebodyStartedInItsPlace) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto first = attach("bank");
+  process("bank")->start();
+  process("bank")->remove_orb("bank");
+  const auto by_hand = attach("bank");
+  host().locator().active_orbs().insert(by_hand.get());
+  by_hand->is_registered = true;
+  kill(pids_started()[0], SIGKILL);
+  ASSERT_TRUE(wait_until([&] { return by_hand->probes == 1; }));
+  process("bank")->start();
+  EXPECT_EQ(by_hand->deaths, 0);
+  // Up, but not watched.
+  by_hand->alive = false;
+  ASSERT_TRUE(wait_until([&] {
+    host().liveness_monitor().check();
+    return by_hand->deaths == 1;
+  }));
+  EXPECT_THAT(pids_started(), SizeIs(1));
+}
+
+TEST_F(ProcessTest, ExitOfALeavingRunTellsWhatCameBackInIt) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto first = attach("bank");
+  process("bank")->start();
+  process("bank")->remove_orb("bank");
+  const auto back = attach("bank");
+  back->is_registered = true;
+  back->alive = false;  // as soon as the process has gone
   kill(pids_started()[0], SIGKILL);
   EXPECT_TRUE(wait_until([&] { return back->deaths == 1; }));
 }

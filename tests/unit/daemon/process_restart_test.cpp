@@ -47,6 +47,27 @@ TEST_F(ProcessTest, RestartOfTheHostKillsNoServerAndWatchesItAgain) {
   EXPECT_TRUE(wait_until([&] { return recorded().empty(); }));
 }
 
+// A server that is still starting has registered nothing yet that could be restored.
+TEST_F(ProcessTest, IsNotLeavingWhenPluginsDropWhatTheyRestored) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  {
+    const auto orb = attach("bank");
+    process("bank")->start();
+  }
+  close();
+  open();
+  const auto restored = attach("bank");
+  process("bank")->remove_orb("bank");
+  host().start();
+  const auto orb = attach("bank");
+  process("bank")->start();
+  EXPECT_THAT(events(PROCESS_LEAVING_EVENT), IsEmpty());
+  kill(pids_started()[0], SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return orb->deaths == 1; }));
+  EXPECT_THAT(pids_started(), SizeIs(1));
+}
+
 TEST_F(ProcessTest, ReportsDeathsThatTheHostMissedOncePluginsAreReady) {
   add_process("bank", {"sleep", "1000"});
   open_and_start();

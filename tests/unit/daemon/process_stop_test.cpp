@@ -164,6 +164,25 @@ TEST_F(ProcessStopTest, AStopWhileItsEndIsReportedTakesTheStartBack) {
   EXPECT_THAT(pids_started(), SizeIs(1));
 }
 
+TEST_F(ProcessStopTest, AStopTakesBackAStartAskedWhileTheEndIsReported) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto old = attach("bank", "old");
+  old->is_registered = true;
+  process("bank")->start();
+  FakeOrb next;
+  old->on_death = [&] {
+    next = attach("bank", "next");
+    bank().start();
+    bank().stop();
+  };
+  kill(pids_started()[0], SIGKILL);
+  ASSERT_TRUE(wait_until([&] { return old->deaths == 1; }));
+  EXPECT_TRUE(wait_until([&] { return next->deaths == 1; }));
+  EXPECT_TRUE(wait_for_state(QZ_LocatorAdmin::PROCESS_STOPPED));
+  EXPECT_THAT(pids_started(), SizeIs(1));
+}
+
 TEST_F(ProcessStopTest, RestartsARunAndStartsWhatDoesNotRun) {
   add_process("bank", {"sleep", "1000"});
   open_and_start();

@@ -19,9 +19,10 @@ using poalocd::StartError;
 using poalocd::StoreLock;
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
+using testing::StartsWith;
 
 class StoreLockTest : public testing::Test {
  protected:
@@ -56,12 +57,15 @@ TEST_F(StoreLockTest, StoreIsTheSameByWhateverPath) {
   EXPECT_THAT(refusal(url("link.db")), HasSubstr("is in use"));
 }
 
-TEST_F(StoreLockTest, IsFreeOnceItsOwnerWasKilledAndRemembersHim) {
+TEST_F(StoreLockTest, IsFreeOnceItsOwnerWasKilledAndKnowsItsRunsWithoutARecord) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const pid_t owner = fork();
   if (owner == 0) {
-    const StoreLock lock(url());
+    StoreLock lock(url());
+    lock.begin_run();
+    lock.settle_run(lock.begin_run());
+    lock.begin_run();
     (void)!write(ends[1], "x", 1);
     while (true) pause();
   }
@@ -73,25 +77,30 @@ TEST_F(StoreLockTest, IsFreeOnceItsOwnerWasKilledAndRemembersHim) {
   kill(owner, SIGKILL);
   ASSERT_EQ(waitpid(owner, nullptr, 0), owner);
 
-  const StoreLock lock(url());
-  ASSERT_THAT(lock.killed_owners(), SizeIs(1));
-  EXPECT_EQ(lock.killed_owners()[0].substr(0, lock.killed_owners()[0].find('.')), std::to_string(owner));
+  StoreLock lock(url());
+  const std::string prefix = std::to_string(owner) + ".";
+  EXPECT_THAT(lock.runs_of_killed(),
+              ElementsAre(AllOf(StartsWith(prefix), EndsWith("/1")), AllOf(StartsWith(prefix), EndsWith("/3"))));
 }
 
-TEST_F(StoreLockTest, RemembersKilledOwnersUntilToldToForgetThem) {
-  support::write_file(m_dir.file("state.db.lock"), "2.20.b\n1.10.b\n");
+TEST_F(StoreLockTest, KeepsRunsWithoutARecordUntilToldToForgetThem) {
+  support::write_file(m_dir.file("state.db.lock"), "2.20.b\n2.20.b/7\n1.10.b/3\n");
   {
     StoreLock lock(url());
-    EXPECT_THAT(lines(), ElementsAre(lock.owner(), "2.20.b", "1.10.b"));
+    EXPECT_THAT(lines(), ElementsAre(lock.owner(), "2.20.b/7", "1.10.b/3"));
   }
-  EXPECT_THAT(lines(), ElementsAre("2.20.b", "1.10.b"));
+  EXPECT_THAT(lines(), ElementsAre("2.20.b/7", "1.10.b/3"));
+  std::string run;
   {
     StoreLock lock(url());
-    EXPECT_THAT(lock.killed_owners(), ElementsAre("2.20.b", "1.10.b"));
-    lock.forget_killed_owners();
-    EXPECT_THAT(lines(), ElementsAre(lock.owner()));
+    EXPECT_THAT(lock.runs_of_killed(), ElementsAre("2.20.b/7", "1.10.b/3"));
+    lock.forget_runs_of_killed();
+    EXPECT_THAT(lock.runs_of_killed(), IsEmpty());
+    run = lock.begin_run();
+    EXPECT_EQ(run, lock.owner() + "/1");
+    EXPECT_THAT(lines(), ElementsAre(lock.owner(), run));
   }
-  EXPECT_THAT(lines(), IsEmpty());
+  EXPECT_THAT(lines(), ElementsAre(run));
 }
 
 TEST_F(StoreLockTest, SaysWhatToDoWhenTheFileCannotBeHad) {

@@ -1,5 +1,6 @@
 // Processes that a killed daemon had started without a record of them.
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include "daemon/run_search.h"
 #include "platform/pss/transaction_guard.h"
@@ -35,7 +36,7 @@ class UnrecordedProcessTest : public ProcessTest {
     });
     const std::string killed = owner();
     close();
-    support::write_file(lock_file(), killed + "\n");
+    support::write_file(lock_file(), killed + "\n" + killed + "/1\n");
   }
   void expect_watched(pid_t pid) {
     EXPECT_THAT(events(PROCESS_WATCHED_AGAIN_EVENT), SizeIs(1));
@@ -71,10 +72,36 @@ TEST_F(UnrecordedProcessTest, OfAnotherDaemonIsNotLookedAt) {
   add_process("bank", {"sleep", "1000"});
   start("bank");
   close_as_if_killed("bank");
-  support::write_file(lock_file(), "1.1.another\n");
+  support::write_file(lock_file(), "1.1.another\n1.1.another/1\n");
   open();
   EXPECT_THAT(events(PROCESS_WATCHED_AGAIN_EVENT), IsEmpty());
   EXPECT_TRUE(CORBA::is_nil(QZ_LocatorInternal::ActiveProcess_var(processes().find("bank"))));
+}
+
+// A helper in a group of its own carries the same mark, and looks like a server when the server has gone.
+TEST_F(UnrecordedProcessTest, WhatARecordedRunHasLeftBehindIsNotTakenForIt) {
+  const std::string file = m_dir.file("helper");
+  add_script("bank", "[ -e " + file + " ] || { timeout 1000 sleep 1000 & echo $! > " + file + "; }; exec sleep 1000");
+  const pid_t pid = start("bank");
+  ASSERT_TRUE(wait_until([&] { return support::read_lines(file).size() == 1; }));
+  const pid_t helper = std::stoi(support::read_lines(file).at(0));
+  ASSERT_TRUE(wait_until([&] { return getpgid(helper) == helper; }));
+  ASSERT_THAT(find_runs({owner() + "/1"}), SizeIs(1));
+  ASSERT_TRUE(wait_until([&] { return support::read_lines(lock_file()).size() == 1; }));
+  const std::string killed = owner();
+  close();
+  support::write_file(lock_file(), killed + "\n");
+  kill(pid, SIGKILL);
+  ASSERT_EQ(waitpid(pid, nullptr, 0), pid);
+  open();
+  EXPECT_THAT(events(PROCESS_WATCHED_AGAIN_EVENT), IsEmpty());
+  const auto orb = attach("bank");
+  host().start();
+  ASSERT_TRUE(wait_until([&] { return orb->deaths == 1; }));
+  const auto next = attach("bank");
+  process("bank")->start();
+  EXPECT_TRUE(wait_until([&] { return pids_started().size() == 2; }));
+  kill(-helper, SIGKILL);
 }
 
 TEST_F(UnrecordedProcessTest, ChildrenOfAProcessAreNotTakenForIt) {
@@ -83,13 +110,13 @@ TEST_F(UnrecordedProcessTest, ChildrenOfAProcessAreNotTakenForIt) {
   const pid_t pid = start("bank");
   ASSERT_TRUE(wait_until([&] { return support::read_lines(m_dir.file("daemon")).size() == 1; }));
   const pid_t stray = std::stoi(support::read_lines(m_dir.file("daemon")).at(0));
-  const auto found = find_runs({"1.1.another", owner()});
+  const auto found = find_runs({"1.1.another/1", owner() + "/1"});
   ASSERT_THAT(found, SizeIs(1));
   EXPECT_EQ(found.begin()->first, "bank");
   EXPECT_EQ(found.begin()->second, ProcessInstance::identify(pid));
   kill(-pid, SIGKILL);
   ASSERT_TRUE(wait_for(PROCESS_KILLED_EVENT));
-  EXPECT_THAT(find_runs({owner()}), IsEmpty());
+  EXPECT_THAT(find_runs({owner() + "/1"}), IsEmpty());
   kill(stray, SIGKILL);
 }
 
