@@ -120,6 +120,12 @@ std::vector<QZ_Binding::ListenerConfig> read_front_door_listeners(TableReader& t
   for (auto& listener : ListenerReader(table, "front_door", FRONT_DOOR_ROLES, false, problems).read())
     result.push_back({std::move(listener.address.host), listener.address.port, std::move(listener.roles)});
   if (result.empty()) result.emplace_back();
+  // Persistent references are for clients, and no ORB tries another address after an answer.
+  const auto admits_clients = [](const QZ_Binding::ListenerConfig& listener) {
+    return std::ranges::count(listener.roles, QZ_LocatorInternal::ROLE_CLIENT) != 0;
+  };
+  if (std::ranges::any_of(result, admits_clients))
+    for (auto& listener : result) listener.published = admits_clients(listener);
   return result;
 }
 

@@ -120,6 +120,7 @@ class FrontDoor::Impl {
     if (!m_context.config.published.empty()) return m_context.config.published;
     std::vector<QZ_IOR::Address> addresses;
     for (const auto& listener : m_listeners) {
+      if (!listener->published()) continue;
       addresses.push_back(listener->address());
       std::string& host = addresses.back().host;
       if (host == "0.0.0.0" || host == "::") host = asio::ip::host_name();

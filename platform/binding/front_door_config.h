@@ -21,12 +21,14 @@ struct ListenerConfig {
   std::uint16_t port = 2809;
   // Whom it admits (QZ_LocatorInternal::ROLE_...): which names it tells, and whether it locates servers' objects.
   std::vector<int> roles = {0, 1, 2};
+  // Whether references to the locator carry it where FrontDoorConfig::published is empty.
+  bool published = true;
 };
 
 struct FrontDoorConfig {
   std::vector<ListenerConfig> listeners = {ListenerConfig{}};
 
-  // The addresses in references to the locator. Empty: those of the listeners, with the machine's name where a
+  // The addresses in references to the locator. Empty: those of the published listeners, with the machine's name where a
   // listener takes every address.
   std::vector<QZ_IOR::Address> published;
 

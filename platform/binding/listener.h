@@ -22,6 +22,7 @@ class Listener {
   void open();
   // Where it listens: as configured, with the actual port.
   QZ_IOR::Address address() const { return {m_config.host, m_port}; }
+  bool published() const { return m_config.published; }
   asio::io_context& io();
   // Begins to accept. std::system_error.
   void start();

@@ -22,6 +22,7 @@ class AccessTest : public ActiveTest {
  protected:
   static constexpr int SERVERS_FRONT_DOOR = 3809;
   static constexpr int SERVERS_ORB = 3810;
+  static constexpr std::uint32_t ALTERNATE_ADDRESS = 3;  // TAG_ALTERNATE_IIOP_ADDRESS
 
   void SetUp() override {
     m_locator.config().set("front_door", "listen", listeners(2809, SERVERS_FRONT_DOOR));
@@ -144,11 +145,24 @@ TEST_F(AccessTest, ReferencesCarryAddressesOfListenersThatAdmitTheirUsers) {
   // All are loopback addresses here, so that all are told.
   const auto for_servers = target("EndpointRegistry");
   EXPECT_EQ(for_servers.host, m_locator.host());
-  constexpr std::uint32_t ALTERNATE_ADDRESS = 3;
   EXPECT_THAT(for_servers.component_tags, testing::Contains(ALTERNATE_ADDRESS));
   const auto for_administrators = target(QZ_POAIMRAdmin::POA_REGISTRY);
   EXPECT_EQ(for_administrators.port, static_cast<unsigned>(support::Locator::ORB_ENDPOINT));
   EXPECT_THAT(for_administrators.component_tags, testing::Not(testing::Contains(ALTERNATE_ADDRESS)));
+}
+
+TEST_F(AccessTest, PersistentReferencesCarryAddressesOfListenersThatAdmitClients) {
+  m_locator.terminate();
+  m_locator.config().set("front_door", "listen",
+                         "[{ address = \"" + m_locator.host() + ":" + std::to_string(SERVERS_FRONT_DOOR) +
+                             "\", roles = [\"server\", \"administrator\"] }, \"" + m_locator.host() + ":2809\"]");
+  m_locator.start();
+  m_server.add("Bank");
+  const CORBA::Object_var object = m_server.locator_reference();
+  const CORBA::String_var text = support::corba_orb()->object_to_string(object);
+  const auto reference = support::parse_stringified_reference(text.in());
+  EXPECT_EQ(reference.port, static_cast<unsigned>(support::Locator::FRONT_DOOR));
+  EXPECT_THAT(reference.component_tags, testing::Not(testing::Contains(ALTERNATE_ADDRESS)));
 }
 
 TEST_F(AccessTest, AListenerForAdministratorsServesNoServers) {
