@@ -155,9 +155,15 @@ void ImrImpl::remove_orb(const std::string& name, DestroyType type) {
   // one repository may write.
   QZ_PSS::TransactionGuard guard(m_store.current);
   for (const auto& repository : m_oa_imrs->list()) repository->orb_pre_destroy(orb.get(), type);
-  m_orbs->erase(name);
-  guard.commit();
+  // A server that registers from now on makes a new record, when the write turn is its own.
   m_orbs->hide(name);
+  try {
+    m_orbs->erase(name);
+    guard.commit();
+  } catch (...) {
+    m_orbs->show(orb->settings());
+    throw;
+  }
   report(m_log, ORB_DESTROYED_EVENT, {name});
 }
 
