@@ -84,13 +84,15 @@ void list(Context& context, const Arguments& arguments) {
   Connection& connection = context.connection();
   const auto orbs = active_orbs(connection);
   if (arguments.orbs) {
-    Output::Listing<ActiveORBInfo> listing(context.output(), ORB_COLUMNS);
+    Output::Listing<ActiveORBInfo> listing(context.output(), ORB_COLUMNS,
+                                           arguments.orb.empty() ? "No ORB is active." : "That ORB is not active.");
     for (const auto& [name, info] : orbs)
       if (arguments.orb.empty() || arguments.orb == name) listing.add(info);
     return listing.end();
   }
   const auto registry = connection.resolve<QZ_LocatorAdmin::ActiveORBRegistry>(QZ_LocatorAdmin::ACTIVE_ORB_REGISTRY);
-  Output::Listing<ActiveRow> listing(context.output(), LIST_COLUMNS);
+  Output::Listing<ActiveRow> listing(context.output(), LIST_COLUMNS,
+                                     arguments.orb.empty() ? "No POA is active." : "No POA of that ORB is active.");
   for (const auto& [name, info] : orbs) {
     if (!arguments.orb.empty() && arguments.orb != name) continue;
     const QZ_LocatorAdmin::ActiveORB_var orb = registry->find(name.c_str());
@@ -137,6 +139,7 @@ void remove(Context& context, const Arguments& arguments) {
     what = "POA " + printable(poa_name_text(name));
     const auto poa = find_active(connection, name);
     context.confirm("Forget that " + what + " is active");
+    connection.expect_changes();
     poa->destroy();
   } else {
     what = "ORB " + printable(arguments.orb);
@@ -144,6 +147,7 @@ void remove(Context& context, const Arguments& arguments) {
     const QZ_LocatorAdmin::ActiveORB_var orb = registry->find(arguments.orb.c_str());
     if (CORBA::is_nil(orb)) fail_not_active("ORB \"" + printable(arguments.orb) + "\"");
     context.confirm("Forget that " + what + " and all its POAs are active");
+    connection.expect_changes();
     orb->destroy();
   }
   context.output().outcome(what + " does not count as active any more.",

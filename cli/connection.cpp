@@ -27,6 +27,12 @@ CORBA::ORB_ptr init_orb(double timeout) {
   return orb;
 }
 
+[[noreturn]] void refuse_locator(const std::string& text) {
+  throw Failure(USAGE, "\"" + printable(text) +
+                           "\" names no locator: write its front door as HOST:PORT, for instance " + Options().locator +
+                           ".");
+}
+
 }  // namespace
 
 std::string Connection::locator_url(const std::string& text) {
@@ -34,16 +40,23 @@ std::string Connection::locator_url(const std::string& text) {
   std::string url = text.starts_with(SCHEME) ? text : std::string(SCHEME) + ":" + text;
   while (!url.empty() && url.back() == '/') url.pop_back();
   const bool has_host = url.size() > std::string(SCHEME).size() + 1;
-  if (!has_host || url.find('/') != std::string::npos || url.find_first_of(" \t\r\n#") != std::string::npos)
-    throw Failure(USAGE, "\"" + printable(text) +
-                             "\" names no locator: write its front door as HOST:PORT, for instance " +
-                             Options().locator + ".");
+  // What a terminal would obey is part of no address.
+  if (!has_host || url.find('/') != std::string::npos || url.find_first_of(" \t\r\n#") != std::string::npos ||
+      printable(url) != url)
+    refuse_locator(text);
   return url;
 }
 
 Connection::Connection(const Options& options)
-    : m_locator(locator_url(options.locator)), m_timeout(options.timeout), m_orb(init_orb(options.timeout)) {
-  to_object(m_locator + "/name");
+    : m_locator(locator_url(options.locator)),
+      m_timeout(options.timeout),
+      m_timeout_given(options.timeout_given),
+      m_orb(init_orb(options.timeout)) {
+  try {
+    const CORBA::Object_var any = m_orb->string_to_object((m_locator + "/name").c_str());
+  } catch (const CORBA::SystemException&) {
+    refuse_locator(options.locator);
+  }
 }
 
 Connection::~Connection() {
@@ -66,17 +79,27 @@ CORBA::Object_var Connection::resolve_object(const char* name) const {
   return to_object(m_locator + "/" + name);
 }
 
+void Connection::expect_changes() {
+  m_changes = true;
+  if (!m_timeout_given) omniORB::setClientCallTimeout(0);
+}
+
 void Connection::refuse_name(const char* name) const {
   throw Failure(UNREACHABLE, "The locator at " + m_locator + " does not tell \"" + name +
                                  "\": use an address at which it admits administrators, with --locator.");
 }
 
+void Connection::fail_timeout() const {
+  throw Failure(UNREACHABLE,
+                "The locator at " + m_locator + " did not answer within " +
+                    duration_text(static_cast<std::uint64_t>(m_timeout * 1000)) +
+                    (m_changes ? " and may still be at it: look whether it is done, or leave out --timeout."
+                               : ": try again, or give it longer with --timeout."));
+}
+
 void Connection::fail(const CORBA::Exception& exception) const {
   const std::string text = QZ_CORBA::to_string(exception);
-  if (dynamic_cast<const CORBA::TIMEOUT*>(&exception))
-    throw Failure(UNREACHABLE, "The locator at " + m_locator + " did not answer within " +
-                                   duration_text(static_cast<std::uint64_t>(m_timeout * 1000)) +
-                                   ": try again, or give it longer with --timeout.");
+  if (dynamic_cast<const CORBA::TIMEOUT*>(&exception)) fail_timeout();
   if (dynamic_cast<const CORBA::COMM_FAILURE*>(&exception))
     throw Failure(UNREACHABLE,
                   "The connection to the locator at " + m_locator + " broke: see that poalocd runs, and try again.");

@@ -9,7 +9,8 @@
 
 namespace poaloc {
 
-// Calls end after the time limit of the options. One for each run of the command: it initialises the process's ORB.
+// Calls end after the time limit of the options; see expect_changes(). One for each run of the command: it initialises
+// the process's ORB.
 class Connection {
  public:
   // Asks nobody yet. Failure (USAGE) when the locator's URL is none.
@@ -30,6 +31,10 @@ class Connection {
   CORBA::Object_var to_object(const std::string& text) const;
   CORBA::ORB_ptr orb() const { return m_orb; }
 
+  // For the calls from here on, which change something: the locator goes on with a change when nobody waits for it, so
+  // that they may take as long as they do, unless the user gave a limit.
+  void expect_changes();
+
   // "corbaloc::host:port"
   const std::string& locator() const { return m_locator; }
 
@@ -40,6 +45,7 @@ class Connection {
   static std::string locator_url(const std::string& text);
 
  private:
+  [[noreturn]] void fail_timeout() const;
   CORBA::Object_var resolve_object(const char* name) const;
   [[noreturn]] void refuse_name(const char* name) const;
 
@@ -56,6 +62,8 @@ class Connection {
 
   const std::string m_locator;
   const double m_timeout;
+  const bool m_timeout_given;
+  bool m_changes = false;
   CORBA::ORB_var m_orb;
 };
 

@@ -5,7 +5,8 @@
 namespace poaloc {
 
 Output& Context::output() {
-  if (!m_output) m_output = std::make_unique<Output>(m_streams.out, m_options.json, m_streams.out_is_terminal);
+  if (!m_output)
+    m_output = std::make_unique<Output>(m_streams.out, m_streams.err, m_options.json, m_streams.out_is_terminal);
   return *m_output;
 }
 

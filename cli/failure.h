@@ -18,4 +18,7 @@ class Failure : public std::runtime_error {
   ExitCode m_code;
 };
 
+// what: "read" or "written".
+[[noreturn]] void fail_file(const std::string& file, const std::string& what, int error);
+
 }  // namespace poaloc

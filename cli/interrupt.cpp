@@ -1,5 +1,6 @@
 #include "cli/interrupt.h"
 
+#include <array>
 #include <csignal>
 
 namespace poaloc {
@@ -7,8 +8,8 @@ namespace poaloc {
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
-struct sigaction old_interrupt;
-struct sigaction old_termination;
+constexpr std::array<int, 3> SIGNALS{SIGINT, SIGTERM, SIGHUP};
+std::array<struct sigaction, SIGNALS.size()> old_actions;
 
 void remember(int) {
   interrupted = 1;
@@ -19,14 +20,18 @@ void remember(int) {
 Interrupt::Interrupt() {
   interrupted = 0;
   struct sigaction action{};
+  // A second one ends a call that gets no answer.
+  action.sa_flags = SA_RESETHAND;
   action.sa_handler = remember;
-  ::sigaction(SIGINT, &action, &old_interrupt);
-  ::sigaction(SIGTERM, &action, &old_termination);
+  for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
+    ::sigaction(SIGNALS[i], nullptr, &old_actions[i]);
+    // What is ignored, as behind nohup, stays so.
+    if (old_actions[i].sa_handler != SIG_IGN) ::sigaction(SIGNALS[i], &action, nullptr);
+  }
 }
 
 Interrupt::~Interrupt() {
-  ::sigaction(SIGINT, &old_interrupt, nullptr);
-  ::sigaction(SIGTERM, &old_termination, nullptr);
+  for (std::size_t i = 0; i < SIGNALS.size(); ++i) ::sigaction(SIGNALS[i], &old_actions[i], nullptr);
 }
 
 bool Interrupt::seen() const {

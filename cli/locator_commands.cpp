@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <chrono>
 #include <deque>
+#include <limits>
 #include <thread>
-#include <utility>
 
 #include "cli/commands.h"
 #include "cli/failure.h"
+#include "cli/follow.h"
 #include "cli/text.h"
 
 namespace poaloc {
@@ -20,6 +21,7 @@ using QZ_LocatorAdmin::Event;
 
 struct Arguments {
   std::string reference;
+  bool is_object = false;
   unsigned count = 1;
   bool follow = false;
   unsigned lines = 20;
@@ -42,7 +44,7 @@ void ping_once(Context& context, CORBA::Object_ptr target, const std::string& na
 
 void ping(Context& context, const Arguments& arguments) {
   Connection& connection = context.connection();
-  const bool is_object = !arguments.reference.empty();
+  const bool is_object = arguments.is_object;
   // The front door answers for any key, with whatever roles it admits here.
   const auto target = connection.to_object(is_object ? arguments.reference : connection.locator() + "/ping");
   if (CORBA::is_nil(target)) throw Failure(USAGE, "That is the nil reference: give one that names an object.");
@@ -160,34 +162,22 @@ class EventReader {
   void follow() {
     // Well below the time limit of a call.
     auto wait = static_cast<CORBA::ULong>(m_context.options().timeout * 1000 / 2);
-    bool lost = false;
-    for (;;) {
-      m_context.output().flush();
-      try {
-        if (lost) m_locator = locator_of(m_context);
-        QZ_LocatorAdmin::EventList_var events = next(wait);
-        lost = false;
-        for (CORBA::ULong i = 0; i < events->length(); ++i)
-          if (events[i].priority >= m_least) print(m_context.output(), events[i]);
-        if (wait == 0) std::this_thread::sleep_for(POLL_INTERVAL);
-      } catch (const CORBA::NO_RESOURCES&) {
-        // Too many wait there already.
-        wait = 0;
-      } catch (const CORBA::SystemException&) {
-        wait_for_locator(lost);
-      } catch (const Failure& failure) {
-        if (failure.code() != UNREACHABLE) throw;
-        wait_for_locator(lost);
-      }
-    }
+    poaloc::follow(
+        m_context, [&] { m_locator = locator_of(m_context); },
+        [&] {
+          try {
+            QZ_LocatorAdmin::EventList_var events = next(wait);
+            for (CORBA::ULong i = 0; i < events->length(); ++i)
+              if (events[i].priority >= m_least) print(m_context.output(), events[i]);
+            if (wait == 0) std::this_thread::sleep_for(POLL_INTERVAL);
+          } catch (const CORBA::NO_RESOURCES&) {
+            // Too many wait there already.
+            wait = 0;
+          }
+        });
   }
 
  private:
-  void wait_for_locator(bool& lost) {
-    if (!std::exchange(lost, true)) m_context.note("The locator does not answer; waiting for it.");
-    std::this_thread::sleep_for(POLL_INTERVAL);
-  }
-
   QZ_LocatorAdmin::EventList* next(CORBA::ULong wait) {
     QZ_LocatorAdmin::EventList_var events = m_locator->next_events(m_after, PAGE, wait);
     if (events->length() != 0) m_after = events[events->length() - 1].number;
@@ -219,10 +209,11 @@ void add_locator_commands(CLI::App& app, Context& context) {
 
   auto* verb = app.add_subcommand("ping", "See whether the locator, or an object, answers");
   verb->add_option("reference", arguments->reference, "An IOR or a corbaloc URL, instead of the locator")
-      ->type_name("REFERENCE");
+      ->type_name("REFERENCE")
+      ->each([arguments](const std::string&) { arguments->is_object = true; });
   verb->add_option("-c,--count", arguments->count, "How often, once a second")
       ->type_name("NUMBER")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(1U, std::numeric_limits<unsigned>::max()))
       ->capture_default_str();
   verb->callback([&context, arguments] { ping(context, *arguments); });
 

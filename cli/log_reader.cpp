@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "cli/failure.h"
+#include "cli/follow.h"
 #include "cli/repository.h"
 #include "cli/text.h"
 
@@ -18,32 +19,39 @@ constexpr std::chrono::milliseconds POLL_INTERVAL{300};
 
 }  // namespace
 
-LogReader::LogReader(Connection& connection, const std::string& name) : m_name(name) {
-  find_process(connection, name);
-  const auto registry =
-      connection.resolve<QZ_LocatorAdmin::ActiveProcessRegistry>(QZ_LocatorAdmin::ACTIVE_PROCESS_REGISTRY);
-  m_process = registry->find(name.c_str());
-  if (CORBA::is_nil(m_process)) find_process(connection, name);
+LogReader::LogReader(Context& context, const std::string& name) : m_context(context), m_name(name) {
+  find();
 }
 
-std::string LogReader::read_from(long long position) {
-  std::string result;
-  m_position = position;
+void LogReader::find() {
+  Connection& connection = m_context.connection();
+  find_process(connection, m_name);
+  const auto registry =
+      connection.resolve<QZ_LocatorAdmin::ActiveProcessRegistry>(QZ_LocatorAdmin::ACTIVE_PROCESS_REGISTRY);
+  m_process = registry->find(m_name.c_str());
+  if (CORBA::is_nil(m_process)) find_process(connection, m_name);
+}
+
+std::string LogReader::read_some() {
   try {
-    for (;;) {
-      CORBA::LongLong next = 0;
-      const CORBA::OctetSeq_var octets = m_process->read_log(m_position, CHUNK, next);
-      m_position = next;
-      if (octets->length() == 0) return result;
-      result.append(reinterpret_cast<const char*>(octets->get_buffer()), octets->length());
-    }
+    CORBA::LongLong next = 0;
+    const CORBA::OctetSeq_var octets = m_process->read_log(m_position, CHUNK, next);
+    m_position = next;
+    return {reinterpret_cast<const char*>(octets->get_buffer()), octets->length()};
   } catch (const QZ_LocatorAdmin::NoLog& e) {
     throw Failure(NOT_FOUND, "The log of process \"" + printable(m_name) + "\" cannot be read, " +
                                  printable(e.reason.in()) + ": name a file with \"poaloc process set --log\".");
   }
 }
 
-void LogReader::print_last(Output& output, unsigned lines) {
+std::string LogReader::read_from(long long position) {
+  m_position = position;
+  std::string result;
+  for (std::string some; !(some = read_some()).empty();) result += some;
+  return result;
+}
+
+void LogReader::print_last(unsigned lines) {
   std::string text;
   bool whole = false;
   for (long long window = FIRST_WINDOW; !whole; window *= 4) {
@@ -62,19 +70,22 @@ void LogReader::print_last(Output& output, unsigned lines) {
   }
   if (lines == 0) begin = text.size();
   if (begin != 0 && begin < text.size()) ++begin;
-  print(output, text.substr(begin));
-  if (!m_incomplete.empty()) print(output, "\n");
+  print(text.substr(begin));
+  if (!m_incomplete.empty()) print("\n");
 }
 
-void LogReader::follow(Output& output) {
-  for (;;) {
-    output.flush();
-    std::this_thread::sleep_for(POLL_INTERVAL);
-    print(output, read_from(m_position));
-  }
+void LogReader::follow() {
+  poaloc::follow(
+      m_context, [this] { find(); },
+      [this] {
+        const std::string text = read_some();
+        print(text);
+        if (text.empty()) std::this_thread::sleep_for(POLL_INTERVAL);
+      });
 }
 
-void LogReader::print(Output& output, const std::string& text) {
+void LogReader::print(const std::string& text) {
+  Output& output = m_context.output();
   if (!output.json()) return output.text(text);
   m_incomplete += text;
   std::size_t begin = 0;

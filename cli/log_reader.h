@@ -5,25 +5,28 @@
 
 #include <string>
 
-#include "cli/connection.h"
-#include "cli/output.h"
+#include "cli/context.h"
 
 namespace poaloc {
 
 class LogReader {
  public:
   // Failure (NOT_FOUND) when no such process is configured.
-  LogReader(Connection& connection, const std::string& name);
+  LogReader(Context& context, const std::string& name);
 
-  void print_last(Output& output, unsigned lines);
+  void print_last(unsigned lines);
   // What is added from then on, for ever.
-  void follow(Output& output);
+  [[noreturn]] void follow();
 
  private:
+  void find();
+  // What comes next, if anything.
+  std::string read_some();
   // From the position on to the file's end, which is the position afterwards.
   std::string read_from(long long position);
-  void print(Output& output, const std::string& text);
+  void print(const std::string& text);
 
+  Context& m_context;
   const std::string m_name;
   QZ_LocatorAdmin::ActiveProcess_var m_process;
   long long m_position = 0;

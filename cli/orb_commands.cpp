@@ -43,7 +43,8 @@ void list(Context& context, const Arguments& arguments) {
   Connection& connection = context.connection();
   const auto active = active_orbs(connection);
   const auto registry = connection.resolve<QZ_IMRAdmin::ORBRegistry>(QZ_IMRAdmin::ORB_REGISTRY);
-  Output::Listing<OrbRow> listing(context.output(), COLUMNS);
+  Output::Listing<OrbRow> listing(context.output(), COLUMNS,
+                                  arguments.process.empty() ? "There is no ORB." : "There is no ORB of that process.");
   for_each_entry([&](auto&&... a) { return registry->list(a...); },
                  [&](const QZ_LocationCommon::ORBInfo& info) {
                    if (arguments.process.empty() || arguments.process == info.process.in())
@@ -63,6 +64,7 @@ void add(Context& context, const Arguments& arguments) {
   QZ_LocationCommon::ORBInfo info;
   info.name = arguments.name.c_str();
   info.process = arguments.process.c_str();
+  context.connection().expect_changes();
   try {
     const QZ_IMRAdmin::ORB_var added = registry->add(info);
   } catch (const QZ_IMRAdmin::AlreadyExists&) {
@@ -78,6 +80,7 @@ void set(Context& context, const Arguments& arguments) {
   if (arguments.process.empty() && !arguments.no_process)
     throw Failure(USAGE, "Nothing is to be changed: give --process or --no-process.");
   const auto orb = find_orb(context.connection(), arguments.name);
+  context.connection().expect_changes();
   try {
     orb->change_process(arguments.process.c_str());
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
@@ -90,6 +93,7 @@ void remove(Context& context, const Arguments& arguments) {
   const auto orb = find_orb(context.connection(), arguments.name);
   context.confirm("Remove ORB " + printable(arguments.name) +
                   (arguments.destroy.deep ? " and all its POAs with everything below them" : ""));
+  context.connection().expect_changes();
   destroy_entry(orb, "ORB \"" + printable(arguments.name) + "\"", arguments.destroy.type());
   context.output().outcome("ORB " + printable(arguments.name) + " removed.", {{"removed", arguments.name}});
 }

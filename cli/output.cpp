@@ -83,6 +83,10 @@ void Output::table(const std::vector<std::string>& titles, const std::vector<std
   for (const auto& row : rows) line(aligned_line(row, widths));
 }
 
+void Output::note_empty(const std::string& sentence) {
+  if (m_terminal) m_notes << sentence << "\n";
+}
+
 std::string Output::emphasised(const std::string& text) const {
   return m_terminal ? "\033[1m" + text + "\033[0m" : text;
 }

@@ -24,8 +24,9 @@ using Columns = std::vector<Column<Row>>;
 // Raises a Failure when it cannot be written, an empty one when nobody reads it any more.
 class Output {
  public:
-  // terminal: headings stand out.
-  Output(std::ostream& out, bool json, bool terminal) : m_out(out), m_json(json), m_terminal(terminal) {}
+  // terminal: out is one, so that headings stand out and somebody is told on notes that a list is empty.
+  Output(std::ostream& out, std::ostream& notes, bool json, bool terminal)
+      : m_out(out), m_notes(notes), m_json(json), m_terminal(terminal) {}
 
   bool json() const { return m_json; }
 
@@ -33,7 +34,9 @@ class Output {
   template <class Row>
   class Listing {
    public:
-    Listing(Output& output, const Columns<Row>& columns) : m_output(output), m_columns(columns) {}
+    // empty: the sentence for people when there are no rows.
+    Listing(Output& output, const Columns<Row>& columns, std::string empty)
+        : m_output(output), m_columns(columns), m_empty(std::move(empty)) {}
 
     void add(const Row& row) {
       if (m_output.json()) return m_output.object(to_object(m_columns, row));
@@ -41,9 +44,10 @@ class Output {
       for (const auto& column : m_columns) values.push_back(column.value(row));
       m_rows.push_back(to_cells(values));
     }
-    // Prints nothing for no rows: a script sees no line, a person sees that there is none.
+    // Prints nothing for no rows, because scripts count lines.
     void end() {
-      if (m_output.json() || m_rows.empty()) return;
+      if (m_output.json()) return;
+      if (m_rows.empty()) return m_output.note_empty(m_empty);
       std::vector<std::string> titles;
       for (const auto& column : m_columns) titles.push_back(column.title);
       m_output.table(titles, m_rows);
@@ -52,15 +56,9 @@ class Output {
    private:
     Output& m_output;
     const Columns<Row>& m_columns;
+    const std::string m_empty;
     std::vector<std::vector<std::string>> m_rows;
   };
-
-  template <class Row>
-  void list(const Columns<Row>& columns, const std::vector<Row>& rows) {
-    Listing<Row> listing(*this, columns);
-    for (const Row& row : rows) listing.add(row);
-    listing.end();
-  }
 
   // One thing: a line for each column.
   template <class Row>
@@ -92,10 +90,12 @@ class Output {
   }
   static std::vector<std::string> to_cells(const std::vector<Json>& values);
   void table(const std::vector<std::string>& titles, const std::vector<std::vector<std::string>>& rows);
+  void note_empty(const std::string& sentence);
   std::string emphasised(const std::string& text) const;
   void check() const;
 
   std::ostream& m_out;
+  std::ostream& m_notes;
   const bool m_json;
   const bool m_terminal;
 };

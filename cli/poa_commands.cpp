@@ -58,7 +58,8 @@ Json named(const char* what, const CORBA::StringSeq& name) {
 void list(Context& context, const Arguments& arguments) {
   const auto prefix = parse_poa_name(arguments.name);
   find_poa(context.connection(), prefix);
-  Output::Listing<POAEntry> listing(context.output(), LIST_COLUMNS);
+  Output::Listing<POAEntry> listing(context.output(), LIST_COLUMNS,
+                                    arguments.orb.empty() ? "There is no POA." : "There is no POA of that ORB.");
   for_each_poa(context.connection(), [&](const POAEntry& entry) {
     if (entry.name.length() == 0 || !starts_with(entry.name, prefix)) return;
     if (!arguments.orb.empty() && arguments.orb != entry.orb_name.in()) return;
@@ -107,7 +108,13 @@ QZ_POAIMRAdmin::POA_var parent_of(Connection& connection, const CORBA::StringSeq
     throw Failure(NOT_FOUND, "There is no POA \"" + printable(poa_name_text(parent)) +
                                  "\" to add it to: add that first, or give --parents.");
   const auto above = parent_of(connection, parent, true);
-  return above->add(parent[parent.length() - 1], false, false, "");
+  connection.expect_changes();
+  try {
+    return above->add(parent[parent.length() - 1], false, false, "");
+  } catch (const QZ_POAIMRAdmin::POAAlreadyRegistered&) {
+    // Somebody else has added it meanwhile.
+    return find_poa(connection, parent);
+  }
 }
 
 void add(Context& context, const Arguments& arguments) {
@@ -116,6 +123,7 @@ void add(Context& context, const Arguments& arguments) {
   if (arguments.is_namespace && !arguments.orb.empty())
     throw Failure(USAGE, "A namespace belongs to no ORB: leave out --orb or --namespace.");
   const auto parent = parent_of(context.connection(), name, arguments.parents);
+  context.connection().expect_changes();
   try {
     const QZ_POAIMRAdmin::POA_var added =
         parent->add(name[name.length() - 1], !arguments.is_namespace, arguments.dynamic, arguments.orb.c_str());
@@ -135,6 +143,7 @@ void set(Context& context, const Arguments& arguments) {
   if (!arguments.orb.empty() && !poa->persistent())
     throw Failure(REFUSED, "\"" + printable(poa_name_text(name)) +
                                "\" is a namespace, which belongs to no ORB: name a POA below it.");
+  context.connection().expect_changes();
   if (has_orb) poa->orb_name(arguments.orb.c_str());
   if (has_dynamic) poa->allow_dynamic_registration(arguments.dynamic_choice == "yes");
   context.output().outcome("POA " + printable(poa_name_text(name)) + " changed.", named("changed", name));
@@ -145,6 +154,7 @@ void remove(Context& context, const Arguments& arguments) {
   if (name.length() == 0) throw Failure(REFUSED, "The root cannot be removed: remove what is below it.");
   const auto poa = find_poa(context.connection(), name);
   context.confirm("Remove POA " + printable(poa_name_text(name)) + " and everything below it");
+  context.connection().expect_changes();
   poa->destroy();
   context.output().outcome("POA " + printable(poa_name_text(name)) + " removed.", named("removed", name));
 }

@@ -74,7 +74,7 @@ void list(Context& context) {
   Connection& connection = context.connection();
   const auto active = active_processes(connection);
   const auto registry = connection.resolve<QZ_IMRAdmin::ProcessRegistry>(QZ_IMRAdmin::PROCESS_REGISTRY);
-  Output::Listing<ProcessRow> listing(context.output(), LIST_COLUMNS);
+  Output::Listing<ProcessRow> listing(context.output(), LIST_COLUMNS, "There is no process.");
   for_each_entry([&](auto&&... a) { return registry->list(a...); },
                  [&](const ProcessInfo& info) { listing.add(row_of(info, active)); });
   listing.end();
@@ -93,6 +93,7 @@ void add(Context& context, const Arguments& arguments) {
   info.stop_grace = DEFAULT_STOP_GRACE;
   arguments.added.apply_to(info);
   const auto registry = context.connection().resolve<QZ_IMRAdmin::ProcessRegistry>(QZ_IMRAdmin::PROCESS_REGISTRY);
+  context.connection().expect_changes();
   try {
     const QZ_IMRAdmin::Process_var added = registry->add(info);
   } catch (const QZ_IMRAdmin::AlreadyExists&) {
@@ -110,6 +111,7 @@ void set(Context& context, const Arguments& arguments) {
   const auto process = find_process(context.connection(), arguments.name);
   QZ_IMRAdmin::ProcessInfo_var info = process->info();
   arguments.changed.apply_to(info.inout());
+  context.connection().expect_changes();
   try {
     process->change(info);
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
@@ -122,6 +124,7 @@ void remove(Context& context, const Arguments& arguments) {
   const auto process = find_process(context.connection(), arguments.name);
   context.confirm("Remove process " + shown(arguments) +
                   (arguments.destroy.deep ? " with its ORBs and all their POAs" : ""));
+  context.connection().expect_changes();
   destroy_entry(process, "Process \"" + shown(arguments) + "\"", arguments.destroy.type());
   context.output().outcome("Process " + shown(arguments) + " removed.", {{"removed", arguments.name}});
 }
@@ -153,9 +156,9 @@ void restart(Context& context, const Arguments& arguments) {
 }
 
 void logs(Context& context, const Arguments& arguments) {
-  LogReader reader(context.connection(), arguments.name);
-  reader.print_last(context.output(), arguments.lines);
-  if (arguments.follow) reader.follow(context.output());
+  LogReader reader(context, arguments.name);
+  reader.print_last(arguments.lines);
+  if (arguments.follow) reader.follow();
 }
 
 }  // namespace

@@ -56,7 +56,9 @@ void ProcessOptions::add(CLI::App& verb, const std::string& name, std::string& v
 
 void ProcessOptions::add_list(CLI::App& verb, const std::string& name, std::vector<std::string>& values,
                               const std::string& type, const std::string& description) {
-  m_options.push_back(verb.add_option(name, values, description)->type_name(type)->expected(1)->take_all());
+  // One value for each time it is said: more would take the "--" before the program.
+  m_options.push_back(
+      verb.add_option(name, values, description)->type_name(type)->expected(1)->take_all()->allow_extra_args(false));
 }
 
 void ProcessOptions::add_to(CLI::App& verb, bool change) {

@@ -10,7 +10,7 @@ namespace poaloc {
 // A line on a terminal that shows how far something long is. Appears only when it has taken a while; gone afterwards.
 class ProgressBar {
  public:
-  // enabled: out is a terminal.
+  // enabled: out is a terminal, that of standard error.
   ProgressBar(std::ostream& out, bool enabled, std::chrono::milliseconds delay = std::chrono::milliseconds(300))
       : m_out(out), m_enabled(enabled), m_delay(delay) {}
   ~ProgressBar() { clear(); }

@@ -1,13 +1,11 @@
 // poaloc export, import: the whole repository.
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "cli/commands.h"
+#include "cli/export_file.h"
 #include "cli/failure.h"
 #include "cli/repository.h"
 #include "cli/repository_document.h"
@@ -23,11 +21,6 @@ struct Arguments {
   bool update = false;
   bool check = false;
 };
-
-[[noreturn]] void fail_file(const std::string& file, const std::string& what, int error) {
-  throw Failure(FAILED, "File \"" + printable(file) + "\" cannot be " + what + ", " + std::strerror(error) +
-                            ": name another one.");
-}
 
 // One list of the document; write is called with each piece of text.
 template <class List, class Write>
@@ -69,20 +62,9 @@ void run_export(Context& context, const Arguments& arguments) {
     export_all(context.connection(), [&](const std::string& text) { context.output().text(text); });
     return;
   }
-  // What was there before stays until all is written.
-  const std::string unfinished = arguments.file + ".unfinished";
-  std::ofstream out(unfinished, std::ios::trunc);
-  if (!out) fail_file(arguments.file, "written", errno);
-  std::size_t count = 0;
-  try {
-    count = export_all(context.connection(), [&](const std::string& text) { out << text; });
-    out.close();
-    if (!out || std::rename(unfinished.c_str(), arguments.file.c_str()) != 0)
-      fail_file(arguments.file, "written", errno);
-  } catch (...) {
-    ::unlink(unfinished.c_str());
-    throw;
-  }
+  ExportFile file(arguments.file);
+  const std::size_t count = export_all(context.connection(), [&](const std::string& text) { file.write(text); });
+  file.finish();
   context.output().outcome(std::to_string(count) + " entries written to " + printable(arguments.file) + ".",
                            {{"entries", count}, {"file", arguments.file}});
 }

@@ -124,7 +124,6 @@ QZ_IMRAdmin::POAEntry read_poa(Members& members, const Members::Complain& compla
   entry.persistent = members.flag("persistent");
   entry.allow_dynamic_registration = members.flag("dynamic");
   entry.orb_name = members.text("orb").c_str();
-  if (!entry.persistent && *entry.orb_name) complain("belongs to an ORB and is not persistent");
   if (entry.persistent && name == "/") complain("is the root and persistent");
   return entry;
 }

@@ -55,6 +55,7 @@ const char* phase_text(QZ_IMRAdmin::ImportPhase phase) {
 RepositoryImport::RepositoryImport(Context& context)
     : m_context(context), m_bar(context.streams().err, context.streams().err_is_terminal) {
   const auto repository = context.connection().resolve<QZ_IMRAdmin::Repository>(QZ_IMRAdmin::REPOSITORY_ADMIN);
+  context.connection().expect_changes();
   try {
     m_import = repository->start_import();
   } catch (const CORBA::IMP_LIMIT&) {

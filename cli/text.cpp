@@ -26,8 +26,9 @@ bool is_printable(unsigned char octet) {
 // What a terminal does not show but obeys: control characters, those of C1 too, and those that turn the direction of
 // what follows.
 bool is_obeyed(wchar_t character) {
-  const bool is_direction =
-      (character >= 0x202a && character <= 0x202e) || (character >= 0x2066 && character <= 0x2069);
+  const bool is_direction = character == 0x061c || character == 0x200e || character == 0x200f ||
+                            (character >= 0x202a && character <= 0x202e) ||
+                            (character >= 0x2066 && character <= 0x2069);
   return is_direction || std::iswcntrl(static_cast<std::wint_t>(character)) != 0;
 }
 

@@ -45,7 +45,6 @@ void RepositoryImport::take(const Entry& entry) {
 std::string RepositoryImport::flaw(const Entry& entry) const {
   for (CORBA::ULong i = 0; i < entry.name.length(); ++i)
     if (*entry.name[i] == 0) return "has a part of its name that is empty";
-  if (!entry.persistent && *entry.orb_name) return "is a namespace and belongs to an ORB";
   if (entry.name.length() == 0 && entry.persistent) return "is the root and persistent";
   return {};
 }
@@ -84,7 +83,9 @@ void RepositoryImport::create(const CORBA::OctetSeq& id, const Entry& entry) {
   if (entry.persistent) {
     m_home->create_persistent(id, name, m_parent, entry.allow_dynamic_registration, entry.orb_name);
   } else {
-    m_home->create_transient(id, name, m_parent, entry.allow_dynamic_registration);
+    const auto data = m_home->create_transient(id, name, m_parent, entry.allow_dynamic_registration);
+    // One that names an ORB has been given it afterwards, which the administration allows.
+    if (*entry.orb_name) data->orb(entry.orb_name);
   }
   m_parent->append_child(id);
 }

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include "tests/support/corba_side.h"
+#include "tests/support/loopback.h"
+#include "tests/support/object_key.h"
 #include "tests/system/cli/cli_test.h"
 
 namespace {
@@ -86,7 +88,49 @@ TEST_F(ConnectionTest, AddressesThatAreNone) {
     EXPECT_TRUE(fails({"--locator", address, "status"}, USAGE, "")) << address;
   EXPECT_TRUE(fails({"--locator", "host:1/name", "poa", "list"}, USAGE,
                     "\"host:1/name\" names no locator: write its front door as HOST:PORT"));
-  EXPECT_TRUE(fails({"--locator", "127.0.0.1:port", "status"}, USAGE, ""));
+  for (const char* address : {"127.0.0.1:port", "127.0.0.1:99999", ":2809", "corbaloc::127.0.0.1:99999"})
+    EXPECT_TRUE(fails({"--locator", address, "status"}, USAGE, "names no locator: write its front door as HOST:PORT"))
+        << address;
+}
+
+TEST_F(ConnectionTest, AddressesAreShownWithoutWhatATerminalObeys) {
+  for (const Words& verb : {Words{"status"}, Words{"ping"}, Words{"ref", "make", "A", "--id", "1"}}) {
+    Words words{"--locator", "\033[31mhost:1"};
+    words.insert(words.end(), verb.begin(), verb.end());
+    EXPECT_TRUE(fails(words, USAGE, "\"\\x1b[31mhost:1\" names no locator"));
+  }
+}
+
+// Another machine's servers and clients are admitted at one address, administrators at the other.
+TEST_F(ConnectionTest, OneAddressForAllAndOneForServersAndClients) {
+  const std::string outside = support::own_address(1);
+  m_locator.config().set(
+      "front_door", "listen",
+      "[\"" + m_locator.address() + "\", { address = \"" + outside + ":2809\", roles = [\"client\", \"server\"] }]");
+  m_locator.config().set(
+      "orb_endpoint", "listen",
+      "[\"" + m_locator.host() + ":2810\", { address = \"" + outside + ":2810\", roles = [\"server\"] }]");
+  m_locator.start();
+  does({"process", "add", "bank", "--", support::program("test_server"), "--locator", outside + ":2809", "--domain",
+        m_locator.domain(), "--address", outside, "--orb", "bank", "--owner", std::to_string(getpid()), "--ready",
+        m_dir.file("bank.ready"), "--poa", "Bank"});
+  does({"orb", "add", "bank", "--process", "bank"});
+  start_server("bank");
+  EXPECT_EQ(line({"active", "list"})["orb"], "bank");
+  EXPECT_TRUE(fails({"--locator", outside + ":2809", "status"}, UNREACHABLE,
+                    "use an address at which it admits administrators"));
+  // A client of the other machine, before and after its server is started.
+  const std::string reference = line({"ref", "make", "Bank", "--id", "1"})["reference"];
+  const auto octets = support::parse_stringified_reference(reference).key;
+  std::string url = "corbaloc::" + outside + ":2809/";
+  for (const unsigned char octet : octets) {
+    char text[4];
+    std::snprintf(text, sizeof text, "%%%02x", octet);
+    url += text;
+  }
+  EXPECT_THAT(table({"ping", url}), HasSubstr("The object answers after"));
+  does({"process", "stop", "bank"});
+  EXPECT_THAT(table({"ping", url}), HasSubstr("The object answers after"));
 }
 
 TEST_F(ConnectionTest, NobodyIsThere) {
@@ -154,7 +198,8 @@ TEST_F(ConnectionTest, SilenceEndsWithTheTimeLimit) {
   const FakeLocator fake(m_locator.host(), "", false);
   EXPECT_TRUE(fails({"--locator", fake.address(), "--timeout", "0.5", "poa", "list"}, UNREACHABLE,
                     "did not answer within 500ms: try again, or give it longer with --timeout"));
-  EXPECT_TRUE(fails({"--timeout", "0", "poa", "list"}, USAGE, "--timeout"));
+  for (const char* limit : {"0", "nan", "-1", "inf", "3601", "ten", ""})
+    EXPECT_TRUE(fails({"--timeout", limit, "poa", "list"}, USAGE, "from 0.1 to 3600 seconds")) << limit;
 }
 
 TEST_F(ConnectionTest, HalfAnAnswerEndsWithTheTimeLimit) {

@@ -71,8 +71,6 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"Twice", with_poas(R"({"name":"A"},{"name":"A"})"), "Entry 2 of \"poas\", POA \"A\", is there twice."},
         BadFile{"FlagIsText", with_poas(R"({"name":"A","persistent":"yes"})"),
                 "Entry 1 of \"poas\", POA \"A\", has a \"persistent\" that is not true or false."},
-        BadFile{"NamespaceOfAnOrb", with_poas(R"({"name":"A","orb":"x"})"),
-                "Entry 1 of \"poas\", POA \"A\", belongs to an ORB and is not persistent."},
         BadFile{"PersistentRoot", with_poas(R"({"name":"/","persistent":true})"),
                 "Entry 1 of \"poas\", POA \"/\", is the root and persistent."},
         BadFile{"NoCommand", with_processes(R"({"name":"p"})"),

@@ -176,4 +176,24 @@ TEST_F(PoaTest, StrangeNamesAreShownSafelyAndFoundAgain) {
   EXPECT_EQ(lines({"poa", "list"}).size(), 3U);
 }
 
+TEST_F(PoaTest, SeveralMayAddTheSameParentsAtOnce) {
+  constexpr int ROUNDS = 4;
+  constexpr int ADMINISTRATORS = 8;
+  for (int round = 0; round < ROUNDS; ++round) {
+    const std::string parent = "R" + std::to_string(round) + "/A/B";
+    std::vector<std::unique_ptr<support::ChildProcess>> adding;
+    std::vector<std::string> errors;
+    for (int i = 0; i < ADMINISTRATORS; ++i) {
+      const auto spec = command({"poa", "add", "--parents", parent + "/C" + std::to_string(i)});
+      errors.push_back(spec.stderr_path);
+      adding.push_back(std::make_unique<support::ChildProcess>(spec));
+    }
+    for (int i = 0; i < ADMINISTRATORS; ++i) {
+      EXPECT_EQ(adding[i]->wait(), SUCCESS);
+      EXPECT_EQ(support::read_file(errors[i]), "");
+    }
+    EXPECT_EQ(lines({"poa", "list", parent}).size(), 1U + ADMINISTRATORS);
+  }
+}
+
 }  // namespace

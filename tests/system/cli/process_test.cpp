@@ -206,4 +206,45 @@ TEST_F(ProcessTest, LogsFollowWhatIsAdded) {
   EXPECT_EQ(follower.wait(), -SIGINT);
 }
 
+TEST_F(ProcessTest, WhatStandsBehindTheDashesIsTheProgramsOwn) {
+  const Words program{"--", "/bin/echo", "--json", "-v", "--yes", "-h", "--env", "B=2", "--"};
+  const std::string shown = "/bin/echo --json -v --yes -h --env B=2 --";
+  const auto with_program = [&](Words words) {
+    words.insert(words.end(), program.begin(), program.end());
+    return words;
+  };
+  EXPECT_EQ(table(with_program({"process", "add", "one", "--env", "A=1"})), "Process one added.\n");
+  EXPECT_EQ(process("one")["command_line"], shown);
+  EXPECT_EQ(process("one")["environment"], Json({"A=1"}));
+  for (const Words& options : {Words{"--env", "C=3"}, Words{"--no-env", "A"}, Words{"--env", "D=4", "--no-env", "C"}}) {
+    does({"process", "set", "one", "--", "/bin/true"});
+    Words words{"process", "set", "one"};
+    words.insert(words.end(), options.begin(), options.end());
+    EXPECT_EQ(table(with_program(words)), "Process one changed.\n");
+    EXPECT_EQ(process("one")["command_line"], shown) << options.front();
+  }
+  EXPECT_EQ(process("one")["environment"], Json({"D=4"}));
+}
+
+TEST_F(ProcessTest, FollowedLogsGoOnAfterARestartOfTheLocator) {
+  add_sleeper();
+  support::write_file(log(), "old\n");
+  const auto spec = command({"process", "logs", "sleeper", "--follow"});
+  support::ChildProcess follower(spec);
+  ASSERT_TRUE(support::wait_until([&] { return support::read_file(spec.stdout_path) == "old\n"; }));
+  m_locator.terminate();
+  EXPECT_TRUE(support::wait_until([&] {
+    return support::read_file(spec.stderr_path) == "poaloc: The locator does not answer; waiting for it.\n";
+  }));
+  support::append_line(log(), "meanwhile");
+  m_locator.start();
+  EXPECT_TRUE(support::wait_until([&] { return support::read_file(spec.stdout_path) == "old\nmeanwhile\n"; }));
+  support::append_line(log(), "afterwards");
+  EXPECT_TRUE(
+      support::wait_until([&] { return support::read_file(spec.stdout_path) == "old\nmeanwhile\nafterwards\n"; }));
+  does({"process", "remove", "sleeper", "--yes"});
+  follower.signal(SIGINT);
+  EXPECT_EQ(follower.wait(), -SIGINT);
+}
+
 }  // namespace

@@ -1,7 +1,12 @@
 // poaloc export, import: the whole repository.
 #include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <poa_imr_admin.hh>
 
+#include <filesystem>
+
+#include "tests/support/corba_side.h"
 #include "tests/system/cli/cli_test.h"
 
 namespace {
@@ -137,7 +142,6 @@ TEST_F(RepositoryTest, FailedExportLeavesTheOldFile) {
   m_locator.terminate();
   EXPECT_TRUE(fails({"export", file}, UNREACHABLE, "start poalocd"));
   EXPECT_EQ(support::read_file(file), "precious");
-  EXPECT_FALSE(support::file_exists(file + ".unfinished"));
   EXPECT_TRUE(fails({"export", "/dev/full/x"}, FAILED, "cannot be written, Not a directory"));
 }
 
@@ -173,6 +177,100 @@ TEST_F(RepositoryTest, InterruptedImportLeavesAllOrNothing) {
   EXPECT_EQ(run({"import", file}).code, SUCCESS);
   EXPECT_EQ(lines({"poa", "list"}).size(), 4000U);
   RecordProperty("cancelled", cancelled);
+}
+
+// A namespace that was given an ORB over CORBA, and a root.
+TEST_F(RepositoryTest, WhateverIsExportedCanBeImported) {
+  does({"orb", "add", "bank"});
+  does({"poa", "add", "Folder", "--namespace"});
+  does({"poa", "add", "Folder/A", "--orb", "bank"});
+  const auto poas = support::resolve<QZ_POAIMRAdmin::POARegistry>(m_locator, QZ_POAIMRAdmin::POA_REGISTRY);
+  const QZ_POAIMRAdmin::POA_var root = poas->root_namespace();
+  root->orb_name("bank");
+  QZ_POAIMRAdmin::FullyQualifiedName name;
+  name.length(1);
+  name[0] = "Folder";
+  const QZ_POAIMRAdmin::POA_var folder = poas->find(name);
+  folder->orb_name("bank");
+
+  const std::string before = repository();
+  EXPECT_THAT(before, HasSubstr(R"({"name":"Folder","persistent":false,"dynamic":false,"orb":"bank"})"));
+  const std::string file = saved(before);
+  EXPECT_EQ(line({"import", file})["changed"], 0);
+  m_locator.terminate();
+  m_locator.config().set_text("store", "url", "sqlite://" + m_dir.file("empty.db"));
+  m_locator.start();
+  EXPECT_EQ(line({"import", file, "--check"})["written"], false);
+  does({"import", file});
+  EXPECT_EQ(repository(), before);
+}
+
+TEST_F(RepositoryTest, ExportReplacesNothingButFiles) {
+  fill();
+  const std::string all = repository();
+  does({"export", "/dev/null"});
+  struct stat status{};
+  EXPECT_EQ(stat("/dev/null", &status), 0);
+  EXPECT_TRUE(S_ISCHR(status.st_mode));
+
+  const std::string pipe = m_dir.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  support::ChildProcess::Spec reader;
+  reader.argv = {"/bin/cat", pipe};
+  reader.stdout_path = m_dir.file("read");
+  support::ChildProcess cat(reader);
+  does({"export", pipe});
+  EXPECT_EQ(cat.wait(), 0);
+  EXPECT_EQ(support::read_file(reader.stdout_path), all);
+  EXPECT_EQ(lstat(pipe.c_str(), &status), 0);
+  EXPECT_TRUE(S_ISFIFO(status.st_mode));
+
+  EXPECT_TRUE(fails({"export", "/dev/full"}, FAILED, "cannot be written, No space left on device"));
+}
+
+TEST_F(RepositoryTest, ExportFollowsLinksAndKeepsTheMode) {
+  fill();
+  const std::string file = saved("old");
+  ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+  const std::string link = m_dir.file("link");
+  ASSERT_EQ(symlink("repository.json", link.c_str()), 0);
+  const std::string dangling = m_dir.file("dangling");
+  ASSERT_EQ(symlink("new.json", dangling.c_str()), 0);
+  does({"export", link});
+  does({"export", dangling});
+  struct stat status{};
+  for (const std::string& name : {link, dangling}) {
+    EXPECT_EQ(lstat(name.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode)) << name;
+    EXPECT_EQ(support::read_file(name), repository()) << name;
+  }
+  EXPECT_EQ(stat(file.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+}
+
+// Whatever ends it, the old file stays and no other one is left beside it.
+TEST_F(RepositoryTest, ExportThatIsEndedLeavesNothingBehind) {
+  const std::string folder = m_dir.file("backups");
+  std::filesystem::create_directory(folder);
+  const std::string file = folder + "/repository.json";
+  support::write_file(file, "precious");
+  const auto files = [&] {
+    const std::filesystem::directory_iterator all(folder);
+    return std::distance(begin(all), end(all));
+  };
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    // The locator is stopped as soon as the export is under way.
+    kill(m_locator.pid(), SIGSTOP);
+    const auto spec = command({"export", file});
+    support::ChildProcess exporter(spec);
+    ASSERT_TRUE(support::wait_until([&] { return files() == 2; }));
+    exporter.signal(signal);
+    kill(m_locator.pid(), SIGCONT);
+    EXPECT_EQ(exporter.wait(), FAILED);
+    EXPECT_THAT(support::read_file(spec.stderr_path), HasSubstr("poaloc: The export was cancelled, and no file"));
+    EXPECT_EQ(files(), 1);
+    EXPECT_EQ(support::read_file(file), "precious");
+  }
 }
 
 }  // namespace

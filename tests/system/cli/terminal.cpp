@@ -12,12 +12,13 @@
 
 #include "tests/support/wait.h"
 
-Terminal::Terminal(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment) {
+Terminal::Terminal(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment,
+                   unsigned short columns) {
   std::vector<std::string> words = argv;
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
-  const winsize size{24, 100, 0, 0};
+  const winsize size{24, columns, 0, 0};
   m_pid = forkpty(&m_fd, nullptr, nullptr, &size);
   if (m_pid < 0) throw std::runtime_error("cannot make a terminal");
   if (m_pid == 0) {

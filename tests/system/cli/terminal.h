@@ -10,7 +10,8 @@
 
 class Terminal {
  public:
-  Terminal(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment);
+  Terminal(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment,
+           unsigned short columns = 100);
   // Kills the program when it still runs.
   ~Terminal();
   Terminal(const Terminal&) = delete;

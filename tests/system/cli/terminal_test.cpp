@@ -1,6 +1,8 @@
 // poaloc at a terminal: it asks before it removes, shows how far it is, and can be stopped.
 #include "tests/system/cli/terminal.h"
 
+#include <signal.h>
+
 #include "tests/system/cli/cli_test.h"
 
 namespace {
@@ -10,13 +12,13 @@ using ::testing::Not;
 
 class TerminalTest : public CliTest {
  protected:
-  std::unique_ptr<Terminal> at_terminal(const Words& arguments) {
-    return std::make_unique<Terminal>(command(arguments).argv, m_environment);
+  std::unique_ptr<Terminal> at_terminal(const Words& arguments, unsigned short columns = 100) {
+    return std::make_unique<Terminal>(command(arguments).argv, m_environment, columns);
   }
-  std::string large_document(int entries) {
+  std::string large_document(int entries, const std::string& prefix = "N") {
     std::string text = "{\"poalocator\": 1, \"poas\": [";
     for (int i = 0; i < entries; ++i)
-      text += (i ? ",\n" : "\n") + Json({{"name", "N" + std::to_string(i)}, {"persistent", true}}).dump();
+      text += (i ? ",\n" : "\n") + Json({{"name", prefix + std::to_string(i)}, {"persistent", true}}).dump();
     const std::string file = m_dir.file("large.json");
     support::write_file(file, text + "]}");
     return file;
@@ -120,6 +122,75 @@ TEST_F(TerminalTest, InterruptedWhileWritingIsAllOrNothing) {
   }
   const Json checked = line({"import", file, "--check"});
   EXPECT_EQ(checked["added"], 20000 - static_cast<int>(count));
+}
+
+// A line that wraps could not be taken away again.
+TEST_F(TerminalTest, ProgressFitsIntoTheTerminal) {
+  for (const unsigned short columns : {40, 12}) {
+    auto terminal = at_terminal({"import", large_document(20000, std::to_string(columns) + "-")}, columns);
+    EXPECT_EQ(terminal->wait(), SUCCESS);
+    const std::string& screen = terminal->screen();
+    const std::string again = "\r\033[K";
+    std::size_t shown = 0;
+    for (auto begin = screen.find(again); begin != std::string::npos; ++shown) {
+      begin += again.size();
+      const auto end = screen.find(again, begin);
+      if (end == std::string::npos) break;
+      EXPECT_LT(end - begin, columns) << screen.substr(begin, end - begin);
+      begin = end;
+    }
+    EXPECT_GT(shown, 1U) << screen;
+  }
+}
+
+TEST_F(TerminalTest, EmptyListsAreToldToPeopleOnly) {
+  const struct {
+    Words verb;
+    const char* sentence;
+  } cases[] = {
+      {{"active", "list"}, "No POA is active."},
+      {{"active", "list", "--orbs"}, "No ORB is active."},
+      {{"active", "list", "--orb", "x"}, "No POA of that ORB is active."},
+      {{"active", "list", "--orbs", "--orb", "x"}, "That ORB is not active."},
+      {{"orb", "list"}, "There is no ORB."},
+      {{"orb", "list", "--process", "x"}, "There is no ORB of that process."},
+      {{"poa", "list"}, "There is no POA."},
+      {{"poa", "list", "--orb", "x"}, "There is no POA of that ORB."},
+      {{"process", "list"}, "There is no process."},
+  };
+  for (const auto& [verb, sentence] : cases) {
+    auto terminal = at_terminal(verb);
+    EXPECT_EQ(terminal->wait(), SUCCESS);
+    EXPECT_EQ(terminal->screen(), std::string(sentence) + "\r\n");
+    Words json = verb;
+    json.push_back("--json");
+    terminal = at_terminal(json);
+    EXPECT_EQ(terminal->wait(), SUCCESS);
+    EXPECT_EQ(terminal->screen(), "");
+    EXPECT_EQ(table(verb), "");
+  }
+}
+
+// The locator goes on with a change when nobody waits for it any more.
+TEST_F(TerminalTest, ChangesMayTakeLongUnlessALimitIsGiven) {
+  does({"poa", "add", "Bank"});
+  does({"poa", "add", "Shop"});
+  constexpr std::chrono::seconds USUAL_LIMIT(10);
+  auto patient = at_terminal({"poa", "remove", "Bank"});
+  auto hasty = at_terminal({"poa", "remove", "Shop", "--timeout", "1"});
+  ASSERT_TRUE(patient->shows("[y/N]") && hasty->shows("[y/N]"));
+  kill(m_locator.pid(), SIGSTOP);
+  const auto end = std::chrono::steady_clock::now() + USUAL_LIMIT + std::chrono::seconds(1);
+  patient->type("y\n");
+  hasty->type("y\n");
+  EXPECT_EQ(hasty->wait(), UNREACHABLE);
+  EXPECT_THAT(hasty->screen(),
+              HasSubstr("did not answer within 1s and may still be at it: look whether it is done, or leave out "
+                        "--timeout."));
+  support::wait_until([&] { return std::chrono::steady_clock::now() > end; }, USUAL_LIMIT * 2);
+  kill(m_locator.pid(), SIGCONT);
+  EXPECT_EQ(patient->wait(), SUCCESS);
+  EXPECT_THAT(patient->screen(), HasSubstr("POA Bank removed."));
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ TEST_F(TextTest, WhatATerminalWouldObeyIsWrittenOut) {
   EXPECT_EQ(printable(std::string("a\0b", 3)), "a\\x00b");
   EXPECT_EQ(printable("\u0085\u009b\u2028"), "\\xc2\\x85\\xc2\\x9b\\xe2\\x80\\xa8");
   EXPECT_EQ(printable("\u202e\u2066"), "\\xe2\\x80\\xae\\xe2\\x81\\xa6");
+  EXPECT_EQ(printable("\u061c\u200e\u200f"), "\\xd8\\x9c\\xe2\\x80\\x8e\\xe2\\x80\\x8f");
 }
 
 TEST_F(TextTest, OctetsThatAreNoUtf8AreWrittenOut) {
