@@ -18,6 +18,8 @@ struct Event {
 
 // The subsystem of the plug-in's own messages.
 inline const std::string PLUGIN = "QZ_POA_LOCATOR";
+// Of the daemon's.
+inline const std::string HOST = "QZ_HOST";
 
 class EventLog {
  public:

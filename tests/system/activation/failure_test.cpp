@@ -1,6 +1,8 @@
 // Servers that cannot be started or activated: each client gets its exception, every time, and the locator serves on.
 #include <signal.h>
 
+#include <algorithm>
+
 #include "tests/system/activation/activation_test.h"
 
 namespace {
@@ -25,15 +27,33 @@ class FailureTest : public ActivationTest {
     expect_answered("Good");
     EXPECT_TRUE(m_locator.running());
   }
+
+  std::size_t removals(const std::string& path) { return m_locator.log().count(30, {path}); }
+
+  // So many events of the subsystem with that id say exactly that, now or soon.
+  void expect_logged(const std::string& subsystem, unsigned id, const std::string& message, std::ptrdiff_t times = 1) {
+    const auto count = [&] {
+      const auto all = m_locator.log().events();
+      return std::count_if(all.begin(), all.end(), [&](const support::Event& event) {
+        return event.subsystem == subsystem && event.id == id && event.message == message;
+      });
+    };
+    EXPECT_TRUE(support::wait_until([&] { return count() >= times; })) << message;
+    EXPECT_EQ(count(), times) << message;
+  }
 };
 
 TEST_F(FailureTest, ServerWhoseProgramIsMissing) {
-  m_locator.config().add_process({"lost", {m_dir.file("no-such-program")}, {}});
+  const std::string program = m_dir.file("no-such-program");
+  m_locator.config().add_process({"lost", {program}, {}});
   m_locator.config().add_orb("lost", "lost");
   start("lost", {"Lost"});
-  for (std::size_t times = 1; times <= 2; ++times) {
+  const std::string reason = "\"" + program + "\" cannot be run: No such file or directory";
+  for (int times = 1; times <= 2; ++times) {
     EXPECT_TRUE(is_exception(call("Lost"), "TRANSIENT", minor_code(1)));
-    EXPECT_TRUE(m_locator.log().wait_for(21, {"lost", "lost", "Lost"}, times));
+    expect_logged(support::HOST, 21, "Process \"lost\" could not be started: " + reason, times);
+    expect_logged(support::PLUGIN, 21,
+                  "Server start failed for process \"lost\" for ORB \"lost\" and POA \"Lost\".\n" + reason, times);
   }
   EXPECT_TRUE(is_exception(locate("Lost"), "TRANSIENT", minor_code(1)));
   expect_serves_on();
@@ -43,8 +63,12 @@ TEST_F(FailureTest, ServerThatExitsAtOnce) {
   configure_server("quick", {"--exit-at-once"});
   start("quick", {"Quick"});
   for (std::size_t times = 1; times <= 2; ++times) {
+    const std::size_t removed = removals("Quick");
     EXPECT_TRUE(is_exception(call("Quick"), "TRANSIENT", minor_code(3)));
-    EXPECT_EQ(starts("quick").size(), times);
+    const auto pids = starts("quick");
+    ASSERT_EQ(pids.size(), times);
+    expect_logged(support::HOST, 22, "Process \"quick\" exited. Pid: " + std::to_string(pids.back()) + ", status: 2");
+    EXPECT_TRUE(m_locator.log().wait_for(30, {"Quick"}, removed + 1));
   }
   expect_serves_on();
 }
@@ -76,10 +100,13 @@ TEST_F(FailureTest, ServerThatDiesBeforeItRegistersFailsEveryoneWhoWaits) {
 TEST_F(FailureTest, ServerThatDoesNotKnowThePoa) {
   configure_server("empty", {"--activator", "nonexistent", "--lazy"});
   start("empty", {"Gone"});
-  for (int times = 1; times <= 2; ++times) {
+  const auto removed = removals("Gone");
+  for (std::size_t times = 1; times <= 2; ++times) {
     EXPECT_TRUE(is_exception(call("Gone"), "OBJECT_NOT_EXIST", minor_code(6)));
+    EXPECT_TRUE(m_locator.log().wait_for(30, {"Gone"}, removed + times));
   }
   EXPECT_EQ(locate("Gone").status, support::UNKNOWN_OBJECT);
+  expect_logged(support::PLUGIN, 30, "Active POA removed. POA Name: Gone", static_cast<std::ptrdiff_t>(removed) + 3);
   EXPECT_EQ(starts("empty").size(), 1U);
   expect_serves_on();
 }
@@ -132,6 +159,10 @@ TEST_F(FailureTest, ServerThatIsStartedByHandAndDoesNotRun) {
   start("manual", {"Manual"});
   for (int times = 1; times <= 2; ++times) EXPECT_TRUE(is_exception(call("Manual"), "TRANSIENT", minor_code(0)));
   EXPECT_TRUE(is_exception(locate("Manual"), "TRANSIENT", minor_code(0)));
+  expect_logged(support::PLUGIN, 19,
+                "POA Locator interceptor received a system exception while handling a request:\n"
+                "TRANSIENT (minor 0x515A0C00, COMPLETED_NO)",
+                3);
   expect_serves_on();
 }
 
