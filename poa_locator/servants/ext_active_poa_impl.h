@@ -6,10 +6,11 @@
 
 #include "platform/orb/servant_poa.h"
 #include "poa_locator/locator/active_endpoint.h"
+#include "poa_locator/servants/locator_servant.h"
 
 class ActiveEndpointRegistry;
 
-class ExternalActivePOAImpl : public POA_QZ_POALocatorAdmin::ActivePOA {
+class ExternalActivePOAImpl : public LocatorServant<POA_QZ_POALocatorAdmin::ActivePOA> {
  public:
   // parent: under which the POA of these objects is created.
   ExternalActivePOAImpl(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent, ActiveEndpointRegistry& registry);

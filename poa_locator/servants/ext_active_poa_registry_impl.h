@@ -4,11 +4,12 @@
 #include <poa_locator_admin.hh>
 
 #include "platform/orb/servant_poa.h"
+#include "poa_locator/servants/locator_servant.h"
 
 class ActiveEndpointRegistry;
 class POALocatorImpl;
 
-class ExternalActivePOARegistryImpl : public POA_QZ_POALocatorAdmin::ActivePOARegistry {
+class ExternalActivePOARegistryImpl : public LocatorServant<POA_QZ_POALocatorAdmin::ActivePOARegistry> {
  public:
   // Makes the object known to the host locator, for administrators. parent: under which its POA is created.
   ExternalActivePOARegistryImpl(POALocatorImpl& locator, PortableServer::POA_ptr parent,

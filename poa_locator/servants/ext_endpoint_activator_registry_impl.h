@@ -6,11 +6,13 @@
 #include <poa_persistent_server.hh>
 
 #include "platform/orb/servant_poa.h"
+#include "poa_locator/servants/locator_servant.h"
 
 class POAActiveORBRegistry;
 class POALocatorImpl;
 
-class ExternalEndpointActivatorRegistryImpl : public POA_QZ_POA_PersistentServer::EndpointActivatorRegistry {
+class ExternalEndpointActivatorRegistryImpl
+    : public LocatorServant<POA_QZ_POA_PersistentServer::EndpointActivatorRegistry> {
  public:
   // Makes the object known to the host locator, for servers. parent: under which its POA is created.
   ExternalEndpointActivatorRegistryImpl(POALocatorImpl& locator, PortableServer::POA_ptr parent,

@@ -7,11 +7,12 @@
 
 #include "platform/orb/servant_poa.h"
 #include "poa_locator/locator/active_endpoint.h"
+#include "poa_locator/servants/locator_servant.h"
 
 class ActiveEndpointRegistry;
 class POALocatorImpl;
 
-class ExternalEndpointRegistryImpl : public POA_QZ_POA_PersistentServer::EndpointRegistry {
+class ExternalEndpointRegistryImpl : public LocatorServant<POA_QZ_POA_PersistentServer::EndpointRegistry> {
  public:
   // Makes the object known to the host locator, for servers. parent: under which its POA is created.
   ExternalEndpointRegistryImpl(POALocatorImpl& locator, PortableServer::POA_ptr parent,

@@ -6,8 +6,9 @@
 
 #include "platform/orb/servant_poa.h"
 #include "poa_locator/locator/poa_active_orb_registry.h"
+#include "poa_locator/servants/locator_servant.h"
 
-class ExternalPOAActiveORBImpl : public POA_QZ_POALocatorAdmin::POAActiveORB {
+class ExternalPOAActiveORBImpl : public LocatorServant<POA_QZ_POALocatorAdmin::POAActiveORB> {
  public:
   // parent: under which the POA of these objects is created.
   ExternalPOAActiveORBImpl(CORBA::ORB_ptr orb, PortableServer::POA_ptr parent, POAActiveORBRegistry& registry);

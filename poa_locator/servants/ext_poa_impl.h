@@ -6,10 +6,11 @@
 
 #include "platform/orb/servant_poa.h"
 #include "poa_locator/imr/endpoint.h"
+#include "poa_locator/servants/locator_servant.h"
 
 class EndpointRegistry;
 
-class ExternalPOAImpl : public POA_QZ_POAIMRAdmin::POA {
+class ExternalPOAImpl : public LocatorServant<POA_QZ_POAIMRAdmin::POA> {
  public:
   // parent: under which the POA of these objects is created.
   ExternalPOAImpl(PortableServer::POA_ptr parent, EndpointRegistry& registry);

@@ -4,11 +4,12 @@
 #include <poa_imr_admin.hh>
 
 #include "platform/orb/servant_poa.h"
+#include "poa_locator/servants/locator_servant.h"
 
 class EndpointRegistry;
 class POALocatorImpl;
 
-class ExternalPOARegistryImpl : public POA_QZ_POAIMRAdmin::POARegistry {
+class ExternalPOARegistryImpl : public LocatorServant<POA_QZ_POAIMRAdmin::POARegistry> {
  public:
   // Makes the object known to the host locator, for administrators. parent: under which its POA is created.
   ExternalPOARegistryImpl(POALocatorImpl& locator, PortableServer::POA_ptr parent, EndpointRegistry& registry);

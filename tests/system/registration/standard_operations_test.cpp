@@ -1,5 +1,9 @@
 // What the registries answer besides their own operations, octets in and octets out.
+#include <sqlite3.h>
+
 #include <map>
+#include <memory>
+#include <tuple>
 
 #include "tests/system/registration/registration_test.h"
 
@@ -13,6 +17,7 @@ using support::Reply;
 using support::RequestSpec;
 
 constexpr std::uint32_t COMPLETED_NO = 1;
+constexpr std::uint32_t COMPLETED_MAYBE = 2;
 
 class StandardOperationsTest : public RegistrationTest {
  protected:
@@ -31,6 +36,24 @@ class StandardOperationsTest : public RegistrationTest {
     const Reply reply = call(name, "_is_a", CdrWriter(support::ByteOrder::BIG).text(id).octets());
     EXPECT_EQ(reply.status, support::NO_EXCEPTION) << describe(reply);
     return !reply.body.empty() && reply.body[0] == 1;
+  }
+
+  // Takes the repository's records away under the running locator.
+  void damage_store() const {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(m_dir.file("locator0.db").c_str(), &database), SQLITE_OK);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> owner(database, sqlite3_close);
+    std::string table;
+    const auto keep = [](void* result, int, char** values, char**) {
+      *static_cast<std::string*>(result) = values[0];
+      return 0;
+    };
+    ASSERT_EQ(
+        sqlite3_exec(database, "select name from sqlite_master where type = 'table' and name glob 'h*_namespacedata'",
+                     keep, &table, nullptr),
+        SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(database, ("alter table " + table + " rename to gone").c_str(), nullptr, nullptr, nullptr),
+              SQLITE_OK);
   }
 
   static std::string own_id(const std::string& name) {
@@ -103,6 +126,28 @@ TEST_F(StandardOperationsTest, ArgumentsThatCannotBeReadAreRefusedBeforeTheOpera
     }
   }
   EXPECT_EQ(m_server.add("Bank"), 1U);
+}
+
+TEST_F(StandardOperationsTest, ExceptionThatAServantRaisesItselfSaysWhatTheServantKnows) {
+  const Reply reply = call("POARegistry", "unregister_observer", CdrWriter(support::ByteOrder::BIG).ulong(1).octets());
+  ASSERT_TRUE(reply.exception) << describe(reply);
+  EXPECT_EQ(reply.exception->id, "IDL:omg.org/CORBA/NO_IMPLEMENT:1.0");
+  EXPECT_EQ(reply.exception->minor, support::minor_code(2));
+  EXPECT_EQ(reply.exception->completed, COMPLETED_NO);
+}
+
+TEST_F(StandardOperationsTest, FailureInsideAServantMayHaveComeAfterItDidSomething) {
+  m_server.add("Bank");
+  damage_store();
+  for (const auto& [name, operation, body] :
+       {std::tuple{"POARegistry", "_get_root_namespace", Octets{}},
+        std::tuple{"POARegistry", "list_in_orb_name", CdrWriter(support::ByteOrder::BIG).text("server").octets()}}) {
+    SCOPED_TRACE(operation);
+    const Reply reply = call(name, operation, body);
+    ASSERT_TRUE(reply.exception) << describe(reply);
+    EXPECT_EQ(reply.exception->id, "IDL:omg.org/CORBA/PERSIST_STORE:1.0");
+    EXPECT_EQ(reply.exception->completed, COMPLETED_MAYBE);
+  }
 }
 
 TEST_F(StandardOperationsTest, UserExceptionCarriesItsMember) {
