@@ -4,7 +4,8 @@
 #include <omniORB4/omniInterceptors.h>
 
 #include <condition_variable>
-#include <mutex>
+
+#include "platform/base/qz_mutex.h"
 
 namespace poalocd {
 
@@ -18,25 +19,25 @@ class ConnectionGate {
  public:
   void set(State state) {
     {
-      const std::lock_guard lock(m_mutex);
+      const QZ_MutexLock lock(m_mutex);
       m_state = state;
     }
     m_changed.notify_all();
   }
   State wait() {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_state != State::HELD; });
+    const QZ_MutexLock lock(m_mutex);
+    m_changed.wait(m_mutex, [this]() REQUIRES(m_mutex) { return m_state != State::HELD; });
     return m_state;
   }
   bool closed() const {
-    const std::lock_guard lock(m_mutex);
+    const QZ_MutexLock lock(m_mutex);
     return m_state == State::CLOSED;
   }
 
  private:
-  mutable std::mutex m_mutex;  // guards m_state
-  std::condition_variable m_changed;
-  State m_state = State::HELD;
+  mutable QZ_Mutex m_mutex;
+  std::condition_variable_any m_changed;
+  State m_state GUARDED_BY(m_mutex) = State::HELD;
 };
 
 ConnectionGate gate;

@@ -43,7 +43,7 @@ void LivenessMonitor::begin() {
 
 void LivenessMonitor::stop() {
   {
-    const std::lock_guard lock(m_mutex);
+    const QZ_MutexLock lock(m_mutex);
     m_stopping = true;
   }
   m_wake.notify_all();
@@ -60,12 +60,12 @@ void LivenessMonitor::run_guarded(Work work) const {
 }
 
 void LivenessMonitor::run() {
-  std::unique_lock lock(m_mutex);
-  while (!m_wake.wait_for(lock, m_settings.interval, [this] { return m_stopping; })) {
-    lock.unlock();
-    run_guarded([this] { check(); });
-    lock.lock();
-  }
+  while (wait_for_next()) run_guarded([this] { check(); });
+}
+
+bool LivenessMonitor::wait_for_next() {
+  const QZ_MutexLock lock(m_mutex);
+  return !m_wake.wait_for(m_mutex, m_settings.interval, [this]() REQUIRES(m_mutex) { return m_stopping; });
 }
 
 void LivenessMonitor::check() {
@@ -85,6 +85,7 @@ void LivenessMonitor::check() {
   });
   work();
   helpers.clear();  // waits for them
+  const QZ_MutexLock lock(round.mutex);
   m_suspects.swap(round.suspects);
 }
 
@@ -101,7 +102,7 @@ void LivenessMonitor::count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, Round
   const unsigned failures = (same ? before->second.failures : 0) + 1;
   report(m_log, SERVER_PROBE_FAILED_EVENT, {name, std::to_string(failures), std::to_string(m_settings.failures)});
   if (failures < m_settings.failures) {
-    const std::lock_guard lock(round.mutex);
+    const QZ_MutexLock lock(round.mutex);
     round.suspects.insert_or_assign(name, Suspect{QZ_LocatorInternal::ActiveORB::_duplicate(orb), failures});
     return;
   }
@@ -110,7 +111,7 @@ void LivenessMonitor::count_failure(QZ_LocatorInternal::ActiveORB_ptr orb, Round
 }
 
 bool LivenessMonitor::stopping() const {
-  const std::lock_guard lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   return m_stopping;
 }
 

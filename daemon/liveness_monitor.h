@@ -3,7 +3,6 @@
 
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <qz_logging.hh>
 #include <string>
 #include <thread>
@@ -12,6 +11,7 @@
 #include "daemon/active_orb_registry_impl.h"
 #include "daemon/active_process_registry_impl.h"
 #include "daemon/settings.h"
+#include "platform/base/qz_mutex.h"
 
 namespace poalocd {
 
@@ -41,8 +41,8 @@ class LivenessMonitor {
   };
 
   struct Round {
-    std::mutex mutex;                         // guards suspects
-    std::map<std::string, Suspect> suspects;  // for the next round
+    QZ_Mutex mutex;
+    std::map<std::string, Suspect> suspects GUARDED_BY(mutex);  // for the next round
   };
 
   void run();
@@ -51,6 +51,8 @@ class LivenessMonitor {
   template <class Work>
   void run_guarded(Work work) const;
   bool stopping() const;
+  // An interval later; false, at once, when the monitor is to stop.
+  bool wait_for_next();
 
   const LivenessSettings m_settings;
   ActiveOrbRegistryImpl& m_orbs;
@@ -58,9 +60,9 @@ class LivenessMonitor {
   const QZ_Logging::EventLog_var m_log;
   std::map<std::string, Suspect> m_suspects;  // of the last round; changed by whoever runs check(), between probes
 
-  mutable std::mutex m_mutex;  // guards m_stopping
-  std::condition_variable m_wake;
-  bool m_stopping = false;
+  mutable QZ_Mutex m_mutex;
+  std::condition_variable_any m_wake;
+  bool m_stopping GUARDED_BY(m_mutex) = false;
   std::thread m_thread;
 };
 

@@ -1,12 +1,12 @@
 #include "daemon/orb_setup.h"
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "daemon/connection_gate.h"
 #include "daemon/host_event.h"
 #include "daemon/start_error.h"
+#include "platform/base/qz_mutex.h"
 #include "platform/orb/exception_text.h"
 
 namespace poalocd {
@@ -20,13 +20,13 @@ const char* const THREADED_CONNECTIONS_AGAIN = "128";
 // Octets; a list of a hundred thousand references fits in. The ORB's own limit is 2 MiB.
 const char* const MAX_MESSAGE_SIZE = "33554432";
 
-std::mutex orb_log_mutex;  // guards orb_log
-QZ_Logging::EventLog_var orb_log;
+QZ_Mutex orb_log_mutex;
+QZ_Logging::EventLog_var orb_log GUARDED_BY(orb_log_mutex);
 
 void log_orb_message(const char* text) {
   QZ_Logging::EventLog_var log;
   {
-    const std::lock_guard lock(orb_log_mutex);
+    const QZ_MutexLock lock(orb_log_mutex);
     log = orb_log;
   }
   report(log, ORB_MESSAGE_EVENT, {text});
@@ -36,7 +36,7 @@ void log_orb_message(const char* text) {
 
 CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, OrbAccess& access, QZ_Logging::EventLog_ptr log) {
   {
-    const std::lock_guard lock(orb_log_mutex);
+    const QZ_MutexLock lock(orb_log_mutex);
     orb_log = QZ_Logging::EventLog::_duplicate(log);
   }
   omniORB::setLogFunction(log_orb_message);
@@ -77,7 +77,7 @@ CORBA::ORB_ptr make_orb(const OrbEndpointSettings& settings, OrbAccess& access, 
 
 void forget_orb_log() {
   omniORB::setLogFunction(nullptr);
-  const std::lock_guard lock(orb_log_mutex);
+  const QZ_MutexLock lock(orb_log_mutex);
   orb_log = QZ_Logging::EventLog::_nil();
 }
 

@@ -44,7 +44,7 @@ void SignalWatch::run() {
 }
 
 void SignalWatch::handle(int number) {
-  const std::lock_guard lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   if (number == SIGHUP) {
     if (m_hangup) m_hangup();
     return;
@@ -55,18 +55,18 @@ void SignalWatch::handle(int number) {
 }
 
 void SignalWatch::on_hangup(std::function<void()> action) {
-  const std::lock_guard lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   m_hangup = std::move(action);
 }
 
 std::string SignalWatch::stop_asked() const {
-  const std::lock_guard lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   return m_stop_signal == 0 ? std::string() : name_of(m_stop_signal);
 }
 
 std::string SignalWatch::wait_for_stop() {
-  std::unique_lock lock(m_mutex);
-  m_changed.wait(lock, [this] { return m_stop_signal != 0; });
+  const QZ_MutexLock lock(m_mutex);
+  m_changed.wait(m_mutex, [this]() REQUIRES(m_mutex) { return m_stop_signal != 0; });
   return name_of(m_stop_signal);
 }
 

@@ -4,9 +4,10 @@
 #include <atomic>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
+
+#include "platform/base/qz_mutex.h"
 
 namespace poalocd {
 
@@ -32,10 +33,10 @@ class SignalWatch {
   void run();
   void handle(int number);
 
-  mutable std::mutex m_mutex;  // guards the members below; held while the action runs
-  std::condition_variable m_changed;
-  std::function<void()> m_hangup;
-  int m_stop_signal = 0;
+  mutable QZ_Mutex m_mutex;  // held while the action runs
+  std::condition_variable_any m_changed;
+  std::function<void()> m_hangup GUARDED_BY(m_mutex);
+  int m_stop_signal GUARDED_BY(m_mutex) = 0;
   std::atomic<bool> m_ending{false};
   std::thread m_thread;
 };

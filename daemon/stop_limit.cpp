@@ -12,7 +12,7 @@ namespace poalocd {
 
 StopLimit::~StopLimit() {
   {
-    const std::lock_guard lock(m_mutex);
+    const QZ_MutexLock lock(m_mutex);
     m_over = true;
   }
   m_changed.notify_all();
@@ -21,8 +21,8 @@ StopLimit::~StopLimit() {
 
 void StopLimit::begin(Milliseconds limit, RefCountHandle<EventLogImpl> log) {
   m_thread = std::thread([this, limit, log = std::move(log)] {
-    std::unique_lock lock(m_mutex);
-    if (m_changed.wait_for(lock, limit, [this] { return m_over; })) return;
+    const QZ_MutexLock lock(m_mutex);
+    if (m_changed.wait_for(m_mutex, limit, [this]() REQUIRES(m_mutex) { return m_over; })) return;
     report(log.get(), STOP_LIMIT_EVENT, {seconds_text(limit)});
     ::_exit(EXIT_STOPPED);
   });

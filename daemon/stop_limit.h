@@ -2,11 +2,11 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "daemon/event_log_impl.h"
 #include "daemon/settings.h"
+#include "platform/base/qz_mutex.h"
 #include "platform/base/ref_count_handle.h"
 
 namespace poalocd {
@@ -25,9 +25,9 @@ class StopLimit {
   void begin(Milliseconds limit, RefCountHandle<EventLogImpl> log);
 
  private:
-  std::mutex m_mutex;  // guards m_over
-  std::condition_variable m_changed;
-  bool m_over = false;
+  QZ_Mutex m_mutex;
+  std::condition_variable_any m_changed;
+  bool m_over GUARDED_BY(m_mutex) = false;
   std::thread m_thread;
 };
 

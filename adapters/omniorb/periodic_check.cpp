@@ -12,7 +12,7 @@ PeriodicCheck::PeriodicCheck(std::chrono::milliseconds interval, std::function<v
 void PeriodicCheck::stop() {
   std::thread thread;
   {
-    const std::lock_guard lock(m_mutex);
+    const QZ_MutexLock lock(m_mutex);
     m_stopped = true;
     thread.swap(m_thread);
   }
@@ -21,12 +21,12 @@ void PeriodicCheck::stop() {
 }
 
 void PeriodicCheck::run() {
-  std::unique_lock lock(m_mutex);
-  while (!m_stop.wait_for(lock, m_interval, [this] { return m_stopped; })) {
-    lock.unlock();
-    m_check();
-    lock.lock();
-  }
+  while (wait_for_next()) m_check();
+}
+
+bool PeriodicCheck::wait_for_next() {
+  const QZ_MutexLock lock(m_mutex);
+  return !m_stop.wait_for(m_mutex, m_interval, [this]() REQUIRES(m_mutex) { return m_stopped; });
 }
 
 }  // namespace PoaLocator

@@ -4,8 +4,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "platform/base/qz_mutex.h"
 
 namespace PoaLocator {
 
@@ -22,13 +23,15 @@ class PeriodicCheck {
 
  private:
   void run();
+  // An interval later; false, at once, when there is to be no further call.
+  bool wait_for_next();
 
   const std::chrono::milliseconds m_interval;
   const std::function<void()> m_check;
-  std::mutex m_mutex;  // guards m_stopped and, after construction, m_thread
-  std::condition_variable m_stop;
-  bool m_stopped = false;
-  std::thread m_thread;
+  QZ_Mutex m_mutex;
+  std::condition_variable_any m_stop;
+  bool m_stopped GUARDED_BY(m_mutex) = false;
+  std::thread m_thread GUARDED_BY(m_mutex);  // after construction
 };
 
 }  // namespace PoaLocator

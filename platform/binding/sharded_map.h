@@ -4,12 +4,12 @@
 #include <array>
 #include <cstddef>
 #include <functional>
-#include <mutex>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+
+#include "platform/base/qz_shared_mutex.h"
 
 namespace QZ_Binding {
 
@@ -22,7 +22,7 @@ class ShardedMap {
   template <class Function>
   auto update(std::string_view key, Function f) {
     Shard& shard = shard_of(key);
-    std::unique_lock lock(shard.mutex);
+    const QZ_WriteLock lock(shard.mutex);
     auto found = shard.map.find(key);
     if (found == shard.map.end()) found = shard.map.emplace(key, Value()).first;
     return f(found->second);
@@ -32,7 +32,7 @@ class ShardedMap {
   template <class Condition>
   Value remove_if(std::string_view key, Condition condition) {
     Shard& shard = shard_of(key);
-    std::unique_lock lock(shard.mutex);
+    const QZ_WriteLock lock(shard.mutex);
     const auto found = shard.map.find(key);
     if (found == shard.map.end() || !condition(std::as_const(found->second))) return Value();
     Value value = std::move(found->second);
@@ -44,7 +44,7 @@ class ShardedMap {
   template <class Function>
   auto read(std::string_view key, Function f) const -> decltype(f(std::declval<const Value&>())) {
     const Shard& shard = shard_of(key);
-    std::shared_lock lock(shard.mutex);
+    const QZ_ReadLock lock(shard.mutex);
     const auto found = shard.map.find(key);
     if (found == shard.map.end()) return {};
     return f(found->second);
@@ -53,7 +53,7 @@ class ShardedMap {
   // Some value, in no order; an empty one when there is none.
   Value any() const {
     for (const Shard& shard : m_shards) {
-      std::shared_lock lock(shard.mutex);
+      const QZ_ReadLock lock(shard.mutex);
       if (!shard.map.empty()) return shard.map.begin()->second;
     }
     return Value();
@@ -65,8 +65,8 @@ class ShardedMap {
     std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
   };
   struct alignas(64) Shard {
-    mutable std::shared_mutex mutex;  // guards map
-    std::unordered_map<std::string, Value, Hash, std::equal_to<>> map;
+    mutable QZ_SharedMutex mutex;
+    std::unordered_map<std::string, Value, Hash, std::equal_to<>> map GUARDED_BY(mutex);
   };
   static constexpr std::size_t SHARDS = 64;
 

@@ -3,20 +3,20 @@
 namespace QZ_PSS {
 
 bool WriterQueue::acquire(std::chrono::steady_clock::time_point deadline) {
-  std::unique_lock lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   if (!m_taken) {
     m_taken = true;
     return true;
   }
   Waiter waiter;
   const auto place = m_waiting.insert(m_waiting.end(), &waiter);
-  if (waiter.turn.wait_until(lock, deadline, [&] { return waiter.granted; })) return true;
+  if (waiter.turn.wait_until(m_mutex, deadline, [&] { return waiter.granted; })) return true;
   m_waiting.erase(place);
   return false;
 }
 
 void WriterQueue::release() {
-  std::lock_guard lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   if (m_waiting.empty()) {
     m_taken = false;
     return;
@@ -29,7 +29,7 @@ void WriterQueue::release() {
 }
 
 std::size_t WriterQueue::waiting() const {
-  std::lock_guard lock(m_mutex);
+  const QZ_MutexLock lock(m_mutex);
   return m_waiting.size();
 }
 

@@ -5,7 +5,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <list>
-#include <mutex>
+
+#include "platform/base/qz_mutex.h"
 
 namespace QZ_PSS {
 
@@ -21,13 +22,13 @@ class WriterQueue {
 
  private:
   struct Waiter {
-    std::condition_variable turn;
+    std::condition_variable_any turn;
     bool granted = false;
   };
 
-  mutable std::mutex m_mutex;  // guards the members below, and the waiters' contents
-  bool m_taken = false;
-  std::list<Waiter*> m_waiting;
+  mutable QZ_Mutex m_mutex;  // guards the waiters' contents too
+  bool m_taken GUARDED_BY(m_mutex) = false;
+  std::list<Waiter*> m_waiting GUARDED_BY(m_mutex);
 };
 
 }  // namespace QZ_PSS
