@@ -233,8 +233,7 @@ void Connection::finish(bool wait_for_answers) {
 }
 
 void Connection::say_goodbye() {
-  const bool answers_to_come = m_state == State::FINISHING && m_wait_for_answers;
-  if (m_state != State::OPEN && !answers_to_come) return;
+  if (!answers_may_follow()) return;
   QZ_Giop::append_close_connection(m_output, m_reader.version(), m_reader.little_endian());
   finish(false);
 }

@@ -75,6 +75,10 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void process(std::span<const unsigned char>& octets, Time now);
   void process_unread();
   void write_some();
+  // Nothing may follow a CloseConnection or a MessageError.
+  bool answers_may_follow() const {
+    return m_state == State::OPEN || (m_state == State::FINISHING && m_wait_for_answers);
+  }
   std::size_t output_size() const { return m_output.size() + m_writing.size() - m_written; }
   bool must_pause();
   void report_pause(const FrontDoorMsg& message, FrontDoorCounters::Counter& counter, std::size_t value);

@@ -138,7 +138,7 @@ void Connection::send(RequestRecord& record) {
   record.links.reply_sent = true;
   if (record.reply().empty()) return;
   const bool cancelled = (record.marks() & RequestRecord::CANCELLED) != 0;
-  if (cancelled || (m_state != State::OPEN && m_state != State::FINISHING)) {
+  if (cancelled || !answers_may_follow()) {
     ++m_context.counters.replies_dropped;
     return;
   }

@@ -22,7 +22,7 @@ struct FrontDoorCounters {
   Counter unknown_objects;
   Counter locate_exceptions_as_here;  // OBJECT_HERE for lack of an exception status in GIOP 1.0 and 1.1
   Counter oneway_forwards_lost;
-  Counter replies_dropped;      // client gone, or request cancelled
+  Counter replies_dropped;      // client gone, connection ended or request cancelled
   Counter requests_unrouted;    // neither prefix nor name
   Counter requests_unanswered;  // interceptor ended the request without an outcome, or raised
 

@@ -71,6 +71,39 @@ TEST_F(FrontDoorEnd, StopTellsClientsThatNothingMoreComes) {
   EXPECT_EQ(log->events(QZ_Binding::STOPPED_MSG.id).size(), 1u);
 }
 
+// Of a client that reads nothing while its answers fill the connection.
+TEST_F(FrontDoorEnd, NothingFollowsTheLastMessageWhenTheOutputIsBlocked) {
+  constexpr std::uint32_t ANSWERS = 2000;
+  const QZ_IOR::IOR_var large = ior_of(std::string(10'000, 'x'));
+  const std::string parked = key_of({"QP", "domain", "parked"});
+  auto answering = bound(*manager, endpoint, DISPATCH_INLINE, [&](const Pending& p) { p.forward(large); });
+  auto parking_one = bound(*manager, parked, DISPATCH_INLINE, [&](const Pending& p) { parking.add(p); });
+  config.max_output_size = std::size_t{64} * 1024 * 1024;
+  start();
+  Client client(port(), 4096);
+  Octets all = request({.id = ANSWERS, .key = parked});
+  for (std::uint32_t id = 0; id < ANSWERS; ++id) {
+    const Octets one = request({.id = id, .key = endpoint});
+    all.insert(all.end(), one.begin(), one.end());
+  }
+  ASSERT_TRUE(client.send(all));
+  ASSERT_TRUE(client.send(Octets(12, 'x'))) << "what is no GIOP ends the connection";
+  const auto pending = parking.take(1);
+  ASSERT_TRUE(eventually([&] { return counters().protocol_errors == 1; }));
+  pending.at(0).forward(target);
+  EXPECT_TRUE(eventually([&] { return counters().replies_dropped == 1; }));
+  for (std::uint32_t id = 0; id < ANSWERS; ++id) {
+    const auto reply = client.receive();
+    ASSERT_TRUE(reply);
+    ASSERT_EQ(reply->type, 1u);
+    ASSERT_EQ(reply->id(), id);
+  }
+  const auto last = client.receive();
+  ASSERT_TRUE(last);
+  EXPECT_EQ(last->type, 6u);
+  EXPECT_TRUE(client.closed_by_server());
+}
+
 TEST_F(FrontDoorEnd, StopDoesNotWaitForClientsThatDoNotClose) {
   config.close_time = 100ms;
   start();
