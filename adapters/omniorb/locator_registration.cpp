@@ -150,7 +150,8 @@ LocatorRegistration::Impl::Poa LocatorRegistration::Impl::bring_up(PortableServe
   try {
     if (setup) setup(result->poa);
     result->prototype = result->poa->create_reference_with_id(PortableServer::ObjectId(), CORBA::Object::_PD_repoId);
-    result->dynamic_state = serve<QZ_POA_PersistentServer::EndpointDynamicState>(m_calls, new EndpointDynamicStateImpl);
+    result->dynamic_state =
+        serve<QZ_POA_PersistentServer::EndpointDynamicState>(m_calls, new EndpointDynamicStateImpl(result));
     register_or_raise(*result);
   } catch (...) {
     if (result->is_pending) {
@@ -172,8 +173,11 @@ Answer LocatorRegistration::Impl::ask_to_register(RegisteredPoa& poa) {
   const bool was_pending = poa.is_pending;
   poa.is_pending = CORBA::is_nil(poa.locator_reference);
   CORBA::Object_var reference;
+  const unsigned probes_before = poa.probes;
   Answer answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
-  if (answer == Answer::ALREADY_REGISTERED && was_pending && !poa.is_upper_level) {
+  // The locator has asked the dynamic state that it holds, so it shows whose that is.
+  const bool is_own = poa.probes != probes_before;
+  if (answer == Answer::ALREADY_REGISTERED && was_pending && is_own && !poa.is_upper_level) {
     // By the call whose answer was lost, and with it the reference.
     m_client.remove_endpoint(poa.path);
     answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
@@ -296,6 +300,8 @@ void LocatorRegistration::Impl::check() {
     const bool was_pending = poa.is_pending;
     const Answer answer = ask_to_register(poa);
     const bool is_first = was_pending && answer == Answer::ACCEPTED;
+    const bool is_taken = was_pending && answer == Answer::ALREADY_REGISTERED && !poa.is_upper_level;
+    if (is_taken) report(m_client.refusal(poa.path, answer));
     if (answer != Answer::ALREADY_REGISTERED && !is_first) register_all_again();
   } catch (const RegistrationError&) {
     // The locator does not answer: it may at the next check.

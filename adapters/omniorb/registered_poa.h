@@ -3,6 +3,7 @@
 
 #include <omniORB4/CORBA.h>
 
+#include <atomic>
 #include <memory>
 #include <poa_persistent_server.hh>
 #include <string>
@@ -20,6 +21,7 @@ struct RegisteredPoa {
   CORBA::Object_var locator_reference;
   // The locator was asked to register the POA and did not answer: nobody knows whether it did.
   bool is_pending = false;
+  std::atomic<unsigned> probes{0};  // how often the locator has asked the dynamic state whether it lives
 };
 
 }  // namespace PoaLocator

@@ -149,6 +149,24 @@ TEST_F(LocatorRegistrationTest, is_refused_what_a_living_server_has) {
   EXPECT_THAT(error_of([&] { create(*other, "Bank"); }), HasSubstr("stop that one first"));
 }
 
+TEST_F(LocatorRegistrationTest, leaves_a_living_server_registered_that_came_first_while_the_locator_was_silent) {
+  m_options.orb_name = "other-orb";
+  const auto other = registration();
+  create(*other, "Bank");
+  PortableServer::POA_var poa = test_orb::root_poa()->find_POA("Bank", false);
+  poa->destroy(true, true);
+
+  m_options.orb_name = "bank-orb";
+  const auto server = registration();
+  m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));
+  m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("stop that one first"));
+  server->leave();
+  EXPECT_THAT(m_locator.calls(), ::testing::Not(::testing::Contains("remove Bank")));
+  EXPECT_THAT(m_locator.registered(), ElementsAre("Bank"));
+}
+
 TEST_F(LocatorRegistrationTest, lets_setup_fail_without_a_trace) {
   const auto server = registration();
   EXPECT_THROW(server->create_poa("Bank", {}, [](PortableServer::POA_ptr) { throw std::logic_error("setup"); }),

@@ -17,6 +17,25 @@ TEST_F(LocatorRegistrationTest, registers_what_is_pending_when_the_locator_answe
   EXPECT_TRUE(wait_until([this] { return !m_locator.registered().empty(); }));
 }
 
+TEST_F(LocatorRegistrationTest, reports_once_that_another_server_has_what_is_pending) {
+  m_options.orb_name = "other-orb";
+  const auto other = registration();
+  create(*other, "Bank");
+  PortableServer::POA_var poa = test_orb::root_poa()->find_POA("Bank", false);
+  poa->destroy(true, true);
+
+  m_options.orb_name = "bank-orb";
+  m_options.watch_interval = 2ms;
+  m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
+  const auto server = registration();
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));
+  m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
+  EXPECT_TRUE(wait_until([this] { return !reports().empty(); }));
+  server->leave();
+  EXPECT_THAT(reports(), ElementsAre(HasSubstr("stop that one first")));
+  EXPECT_THAT(m_locator.calls(), ::testing::Not(::testing::Contains("remove Bank")));
+}
+
 TEST_F(LocatorRegistrationTest, leaves_a_registration_alone_that_survives_the_locators_silence) {
   m_options.watch_interval = 2ms;
   const auto server = registration();
