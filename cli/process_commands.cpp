@@ -109,11 +109,15 @@ void set(Context& context, const Arguments& arguments) {
   if (arguments.changed.empty())
     throw Failure(USAGE, "Nothing is to be changed: \"poaloc process set --help\" shows what can be.");
   const auto process = find_process(context.connection(), arguments.name);
-  QZ_IMRAdmin::ProcessInfo_var info = process->info();
-  arguments.changed.apply_to(info.inout());
   context.connection().expect_changes();
   try {
-    process->change(info);
+    // Once more when somebody else has changed it meanwhile.
+    for (bool changed = false; !changed;) {
+      const QZ_IMRAdmin::ProcessInfo_var before = process->info();
+      ProcessInfo info = before.in();
+      arguments.changed.apply_to(info);
+      changed = process->change_from(before, info);
+    }
   } catch (const QZ_IMRAdmin::InvalidValue& e) {
     fail_invalid("process", e);
   }

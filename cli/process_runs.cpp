@@ -75,11 +75,19 @@ void ProcessRun::wait_for_end() {
 }
 
 void ProcessRun::wait_for_successor() {
-  wait_until([this](const auto& now) { return now.pid != 0 && now.pid != m_before.pid; }, "been started again");
+  // One that stands still has ended again, or could not be started.
+  wait_until(
+      [this](const auto& now) {
+        return (now.pid != 0 && now.pid != m_before.pid) || now.state == QZ_LocatorAdmin::PROCESS_STOPPED;
+      },
+      "been started again");
 }
 
 void ProcessRun::report(Output& output, const std::string& done) {
   const QZ_LocatorAdmin::ActiveProcessInfo_var now = m_process->info();
+  if (now->state == QZ_LocatorAdmin::PROCESS_STOPPED)
+    throw Failure(FAILED, "Process \"" + printable(m_name) + "\" was " + done +
+                              " and has ended at once: look into \"poaloc process logs\" and \"poaloc events\".");
   const std::string already = m_before.pid != 0 && m_before.pid == now->pid ? " already runs" : " " + done;
   const std::string pid = now->pid ? ", pid " + std::to_string(now->pid) : "";
   output.outcome("Process " + printable(m_name) + already + pid + ".",

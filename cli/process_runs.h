@@ -26,7 +26,7 @@ class ProcessRun {
   void wait_for_end();
   void wait_for_successor();
 
-  // What it is now. done: as in "started".
+  // What it is now. done: as in "started". Failure (FAILED) when it does not run any more.
   void report(Output& output, const std::string& done);
 
  private:

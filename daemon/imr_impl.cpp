@@ -89,6 +89,19 @@ void ImrImpl::add_process(const ProcessSettings& settings) {
 void ImrImpl::change_process(const ProcessSettings& settings) {
   const QZ_MutexLock lock(m_changes);
   if (m_processes->get(settings.name).is_null()) raise_no_entry();
+  write_process(settings);
+}
+
+bool ImrImpl::change_process(const ProcessSettings& before, const ProcessSettings& settings) {
+  const QZ_MutexLock lock(m_changes);
+  const auto process = m_processes->get(settings.name);
+  if (process.is_null()) raise_no_entry();
+  if (process->settings() != before) return false;
+  write_process(settings);
+  return true;
+}
+
+void ImrImpl::write_process(const ProcessSettings& settings) {
   m_processes->write(settings);
   m_processes->show(settings);
   report(m_log, PROCESS_CHANGED_EVENT, {settings.name});

@@ -31,6 +31,8 @@ class ImrImpl : public virtual QZ_IMRInternal::IMR, public QZ_CORBA::RefCountedL
   void add_process(const ProcessSettings& settings);
   // OBJECT_NOT_EXIST when there is no such process.
   void change_process(const ProcessSettings& settings);
+  // False when it is not like before any more.
+  bool change_process(const ProcessSettings& before, const ProcessSettings& settings);
   // What is in the way of DESTROY_NORMAL are the process's ORBs and what the caller knows of. DESTROY_FORCE leaves the
   // ORBs without a process, DESTROY_DEEP destroys them first, one by one. OBJECT_NOT_EXIST, HasReferences.
   void destroy_process(const std::string& name, QZ_LocationCommon::DestroyType type,
@@ -61,6 +63,7 @@ class ImrImpl : public virtual QZ_IMRInternal::IMR, public QZ_CORBA::RefCountedL
  private:
   void seed(const Settings& settings);
   void check_orb(const OrbSettings& settings) const;
+  void write_process(const ProcessSettings& settings) REQUIRES(m_changes);
   void remove_orb(const std::string& name, QZ_LocationCommon::DestroyType type) REQUIRES(m_changes);
 
   const StoreAccess m_store;

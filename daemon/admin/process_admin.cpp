@@ -18,11 +18,20 @@ QZ_IMRAdmin::ProcessInfo* ProcessAdmin::info() {
   return new QZ_IMRAdmin::ProcessInfo(to_info(process()->settings()));
 }
 
-void ProcessAdmin::change(const QZ_IMRAdmin::ProcessInfo& info) {
+ProcessSettings ProcessAdmin::checked(const QZ_IMRAdmin::ProcessInfo& info) const {
   const std::string name = process()->settings().name;
-  const auto settings = to_settings(info);
+  auto settings = to_settings(info);
   if (settings.name != name) throw QZ_IMRAdmin::InvalidValue("name", ("must stay \"" + name + "\"").c_str());
-  m_imr.change_process(settings);
+  return settings;
+}
+
+void ProcessAdmin::change(const QZ_IMRAdmin::ProcessInfo& info) {
+  m_imr.change_process(checked(info));
+}
+
+CORBA::Boolean ProcessAdmin::change_from(const QZ_IMRAdmin::ProcessInfo& before, const QZ_IMRAdmin::ProcessInfo& info) {
+  const auto settings = checked(info);
+  return m_imr.change_process(checked(before), settings);
 }
 
 void ProcessAdmin::destroy(QZ_LocationCommon::DestroyType type) {

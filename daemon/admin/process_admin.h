@@ -18,11 +18,13 @@ class ProcessAdmin : public AdminServant<POA_QZ_IMRAdmin::Process, QZ_IMRAdmin::
   char* name() override;
   QZ_IMRAdmin::ProcessInfo* info() override;
   void change(const QZ_IMRAdmin::ProcessInfo& info) override;
+  CORBA::Boolean change_from(const QZ_IMRAdmin::ProcessInfo& before, const QZ_IMRAdmin::ProcessInfo& info) override;
   void destroy(QZ_LocationCommon::DestroyType type) override;
 
  private:
   // That of the request being served.
   RefCountHandle<ImrProcess> process() const;
+  ProcessSettings checked(const QZ_IMRAdmin::ProcessInfo& info) const;
   std::vector<std::string> runs(const std::string& name) const;
 
   ImrImpl& m_imr;

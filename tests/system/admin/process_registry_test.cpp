@@ -106,6 +106,18 @@ TEST_F(ProcessRegistryTest, ChangeHoldsAtOnceAndAfterARestart) {
   EXPECT_EQ(shown("bank"), "/bin/new A=1   0 10000 ");
 }
 
+TEST_F(ProcessRegistryTest, ChangeFromWhatWasReadIsRefusedWhenItIsOld) {
+  const Process_var bank = add_process("bank", {"/bin/old"});
+  const ProcessInfo_var read = bank->info();
+  EXPECT_TRUE(bank->change_from(read, process_info("bank", {"/bin/new"})));
+  EXPECT_FALSE(bank->change_from(read, process_info("bank", {"/bin/newer"})));
+  EXPECT_EQ(shown("bank"), "/bin/new   0 10000 ");
+  EXPECT_EQ(invalid_value([&] { bank->change_from(read, process_info("shop")); }), "name must stay \"bank\"");
+  EXPECT_EQ(invalid_value([&] { bank->change_from(process_info("shop"), read); }), "name must stay \"bank\"");
+  bank->destroy(DESTROY_NORMAL);
+  EXPECT_THROW(bank->change_from(read, read), CORBA::OBJECT_NOT_EXIST);
+}
+
 TEST_F(ProcessRegistryTest, ChangeOfTheNameOrToWhatCannotBeIsRefused) {
   const Process_var bank = add_process("bank");
   EXPECT_EQ(invalid_value([&] { bank->change(process_info("shop")); }), "name must stay \"bank\"");

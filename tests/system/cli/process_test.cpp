@@ -247,4 +247,32 @@ TEST_F(ProcessTest, FollowedLogsGoOnAfterARestartOfTheLocator) {
   EXPECT_EQ(follower.wait(), -SIGINT);
 }
 
+// The first run stays, each other one ends at once: poaloc may see that one run, but must not wait for it.
+TEST_F(ProcessTest, RestartOfWhatEndsAtOnceSaysSo) {
+  does({"process", "add", "brief", "--", "/bin/sh", "-c", "test -e \"$0\" && exit 1; touch \"$0\"; exec sleep 1000",
+        m_dir.file("ran")});
+  does({"process", "start", "brief"});
+  ASSERT_TRUE(support::wait_until([&] { return support::file_exists(m_dir.file("ran")); }));
+  const Outcome outcome = run({"process", "restart", "brief"});
+  if (outcome.code == SUCCESS) {
+    EXPECT_THAT(outcome.out, HasSubstr("Process brief restarted, pid "));
+  } else {
+    EXPECT_TRUE(is_failure(outcome, FAILED, "Process \"brief\" was restarted and has ended at once: look into"));
+  }
+}
+
+TEST_F(ProcessTest, SeveralMayChangeAProcessAtOnce) {
+  constexpr int ADMINISTRATORS = 12;
+  does({"process", "add", "bank", "--", "/bin/true"});
+  std::vector<std::unique_ptr<support::ChildProcess>> changing;
+  Json expected = Json::array();
+  for (int i = 0; i < ADMINISTRATORS; ++i) {
+    const std::string variable = "V" + std::to_string(10 + i) + "=1";
+    expected.push_back(variable);
+    changing.push_back(std::make_unique<support::ChildProcess>(command({"process", "set", "bank", "--env", variable})));
+  }
+  for (const auto& change : changing) EXPECT_EQ(change->wait(), SUCCESS);
+  EXPECT_EQ(process("bank")["environment"], expected);
+}
+
 }  // namespace

@@ -208,11 +208,6 @@ TEST_F(RepositoryTest, WhateverIsExportedCanBeImported) {
 TEST_F(RepositoryTest, ExportReplacesNothingButFiles) {
   fill();
   const std::string all = repository();
-  does({"export", "/dev/null"});
-  struct stat status{};
-  EXPECT_EQ(stat("/dev/null", &status), 0);
-  EXPECT_TRUE(S_ISCHR(status.st_mode));
-
   const std::string pipe = m_dir.file("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   support::ChildProcess::Spec reader;
@@ -222,10 +217,22 @@ TEST_F(RepositoryTest, ExportReplacesNothingButFiles) {
   does({"export", pipe});
   EXPECT_EQ(cat.wait(), 0);
   EXPECT_EQ(support::read_file(reader.stdout_path), all);
+  struct stat status{};
   EXPECT_EQ(lstat(pipe.c_str(), &status), 0);
   EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
 
-  EXPECT_TRUE(fails({"export", "/dev/full"}, FAILED, "cannot be written, No space left on device"));
+TEST_F(RepositoryTest, ExportThatGetsTooLargeLeavesTheOldFile) {
+  Json poas = Json::array();
+  for (int i = 0; i < 100; ++i) poas.push_back({{"name", "N" + std::to_string(i)}, {"persistent", true}});
+  does({"import", saved(document(poas))});
+  const std::string file = saved("precious");
+  auto spec = command({"export", file});
+  spec.argv.insert(spec.argv.begin(), {"/bin/sh", "-c", "ulimit -f 1; exec \"$@\"", "sh"});
+  support::ChildProcess exporter(spec);
+  EXPECT_EQ(exporter.wait(), FAILED);
+  EXPECT_THAT(support::read_file(spec.stderr_path), HasSubstr("cannot be written, File too large: name another one."));
+  EXPECT_EQ(support::read_file(file), "precious");
 }
 
 TEST_F(RepositoryTest, ExportFollowsLinksAndKeepsTheMode) {
