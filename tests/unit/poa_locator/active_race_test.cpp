@@ -94,8 +94,9 @@ class ActiveRaceTest : public ActiveFixture {
 
   bool all_workers_done() {
     return support::wait_until([&] {
-      const std::lock_guard lock(core().impl_gate()->m_mutex);
-      return core().impl_gate()->m_inside == 0;
+      Gate& gate = *core().impl_gate();
+      const QZ_MutexLock lock(gate.m_mutex);
+      return gate.m_inside == 0;
     });
   }
 
