@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "cli/failure.h"
@@ -17,6 +18,13 @@ std::string upper_case(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
   return text;
+}
+
+// Users say no with NO_COLOR, and some terminals cannot.
+bool may_style() {
+  const char* const refused = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  return (!refused || !*refused) && terminal && std::string(terminal) != "dumb";
 }
 
 // Nothing follows the last cell.
@@ -88,7 +96,7 @@ void Output::note_empty(const std::string& sentence) {
 }
 
 std::string Output::emphasised(const std::string& text) const {
-  return m_terminal ? "\033[1m" + text + "\033[0m" : text;
+  return m_terminal && may_style() ? "\033[1m" + text + "\033[0m" : text;
 }
 
 }  // namespace poaloc

@@ -172,6 +172,8 @@ TEST_F(ProcessTest, StopAndRestartNeedNotWait) {
   EXPECT_EQ(table({"process", "restart", "sleeper", "--no-wait"}),
             "Process sleeper was told to end and will be started again.\n");
   EXPECT_TRUE(support::wait_until([&] { return support::read_file(log()) == "started\nstarted\n"; }));
+  EXPECT_EQ(line({"process", "restart", "sleeper", "--no-wait"}), Json({{"restarting", "sleeper"}}));
+  EXPECT_TRUE(support::wait_until([&] { return support::read_file(log()) == "started\nstarted\nstarted\n"; }));
   EXPECT_EQ(line({"process", "stop", "sleeper", "--no-wait"}), Json({{"stopping", "sleeper"}}));
   EXPECT_TRUE(wait_for_state("sleeper", "stopped"));
 }

@@ -179,7 +179,7 @@ TEST_F(RepositoryTest, InterruptedImportLeavesAllOrNothing) {
   RecordProperty("cancelled", cancelled);
 }
 
-// A namespace that was given an ORB over CORBA, and a root.
+// Over CORBA namespaces may be given an ORB, the root too.
 TEST_F(RepositoryTest, WhateverIsExportedCanBeImported) {
   does({"orb", "add", "bank"});
   does({"poa", "add", "Folder", "--namespace"});

@@ -84,9 +84,18 @@ TEST_F(TerminalTest, InterruptAtTheQuestionKeepsAll) {
 
 TEST_F(TerminalTest, HeadingsStandOutOnlyOnATerminal) {
   does({"orb", "add", "bank"});
+  m_environment["TERM"] = "xterm";
+  m_environment["NO_COLOR"] = "";
   auto terminal = at_terminal({"orb", "list"});
   EXPECT_EQ(terminal->wait(), SUCCESS);
   EXPECT_THAT(terminal->screen(), HasSubstr("\033[1mORB   PROCESS"));
+  for (const auto& [name, value] : std::map<std::string, std::string>{{"TERM", "dumb"}, {"NO_COLOR", "1"}}) {
+    const std::string before = std::exchange(m_environment[name], value);
+    terminal = at_terminal({"orb", "list"});
+    EXPECT_EQ(terminal->wait(), SUCCESS);
+    EXPECT_THAT(terminal->screen(), AllOf(HasSubstr("ORB   PROCESS"), Not(HasSubstr("\033")))) << name;
+    m_environment[name] = before;
+  }
   EXPECT_THAT(table({"orb", "list"}), Not(HasSubstr("\033")));
 }
 
