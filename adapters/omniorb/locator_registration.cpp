@@ -169,25 +169,30 @@ LocatorRegistration::Impl::Poa LocatorRegistration::Impl::bring_up(PortableServe
   return result;
 }
 
+LocatorRegistration::Impl::Attempt LocatorRegistration::Impl::add(const RegisteredPoa& poa) const {
+  Attempt attempt;
+  const unsigned probes_before = poa.probes;
+  attempt.answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, attempt.reference);
+  // Before it refuses, the locator asks the dynamic state that it holds: so that shows whose it is.
+  attempt.is_own = attempt.answer == Answer::ACCEPTED || poa.probes != probes_before;
+  return attempt;
+}
+
 Answer LocatorRegistration::Impl::ask_to_register(RegisteredPoa& poa) {
   const bool was_pending = poa.is_pending;
   poa.is_pending = CORBA::is_nil(poa.locator_reference);
-  CORBA::Object_var reference;
-  const unsigned probes_before = poa.probes;
-  Answer answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
-  // The locator has asked the dynamic state that it holds, so it shows whose that is.
-  const bool is_own = poa.probes != probes_before;
-  if (answer == Answer::ALREADY_REGISTERED && was_pending && is_own && !poa.is_upper_level) {
+  Attempt attempt = add(poa);
+  if (attempt.answer == Answer::ALREADY_REGISTERED && was_pending && attempt.is_own && !poa.is_upper_level) {
     // By the call whose answer was lost, and with it the reference.
     m_client.remove_endpoint(poa.path);
-    answer = m_client.add_endpoint(poa.path, poa.prototype, poa.dynamic_state, reference);
+    attempt = add(poa);
   }
   poa.is_pending = false;
-  if (answer == Answer::ACCEPTED) {
+  if (attempt.answer == Answer::ACCEPTED) {
     const QZ_MutexLock lock(m_table);
-    poa.locator_reference = reference;
+    poa.locator_reference = attempt.reference;
   }
-  return answer;
+  return attempt.answer;
 }
 
 void LocatorRegistration::Impl::register_or_raise(RegisteredPoa& poa) {
@@ -254,7 +259,10 @@ void LocatorRegistration::Impl::remove_poas() {
   for (auto poa = all.rbegin(); poa != all.rend(); ++poa) {
     const QZ_MutexLock lock(m_changes);
     if (!is_known_to_locator(**poa)) continue;
-    m_client.remove_endpoint((*poa)->path);
+    // Where nobody knows, this makes it known.
+    const bool is_own = !(*poa)->is_pending || add(**poa).is_own;
+    if (is_own) m_client.remove_endpoint((*poa)->path);
+    (*poa)->is_pending = false;
     const QZ_MutexLock table_lock(m_table);
     (*poa)->locator_reference = CORBA::Object::_nil();
   }

@@ -34,6 +34,12 @@ class LocatorRegistration::Impl {
 
   Poa bring_up(PortableServer::POA_ptr parent, const std::string& path, const std::string& name,
                const CORBA::PolicyList& policies, const PoaSetup& setup, bool is_upper_level) REQUIRES(m_changes);
+  struct Attempt {
+    LocatorClient::Answer answer;
+    bool is_own = false;  // what is registered now is this server's
+    CORBA::Object_var reference;
+  };
+  Attempt add(const RegisteredPoa& poa) const REQUIRES(m_changes);
   // When this raises, a POA that has no locator reference yet is pending.
   LocatorClient::Answer ask_to_register(RegisteredPoa& poa) REQUIRES(m_changes);
   void register_or_raise(RegisteredPoa& poa) REQUIRES(m_changes);

@@ -16,6 +16,17 @@ TEST_F(LocatorRegistrationTest, removes_when_it_leaves_what_may_be_registered) {
   EXPECT_THAT(m_locator.registered(), IsEmpty());
 }
 
+TEST_F(LocatorRegistrationTest, leaves_without_removing_what_another_server_has) {
+  const auto other = other_server_with("Bank");
+  m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
+  const auto server = registration();
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));
+  m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
+  server->leave();
+  EXPECT_THAT(m_locator.calls(), ::testing::Not(::testing::Contains("remove Bank")));
+  EXPECT_THAT(m_locator.registered(), ElementsAre("Bank"));
+}
+
 TEST_F(LocatorRegistrationTest, leaves_children_first_and_activation_last) {
   const auto server = registration();
   create(*server, "Bank/Accounts");

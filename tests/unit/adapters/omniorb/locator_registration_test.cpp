@@ -140,23 +140,13 @@ TEST_F(LocatorRegistrationTest, keeps_a_poa_up_of_which_it_does_not_know_whether
 }
 
 TEST_F(LocatorRegistrationTest, is_refused_what_a_living_server_has) {
+  const auto other = other_server_with("Bank");
   const auto server = registration();
-  create(*server, "Bank");
-  PortableServer::POA_var poa = test_orb::root_poa()->find_POA("Bank", false);
-  poa->destroy(true, true);
-  m_options.orb_name = "other-orb";
-  const auto other = registration();
-  EXPECT_THAT(error_of([&] { create(*other, "Bank"); }), HasSubstr("stop that one first"));
+  EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("stop that one first"));
 }
 
 TEST_F(LocatorRegistrationTest, leaves_a_living_server_registered_that_came_first_while_the_locator_was_silent) {
-  m_options.orb_name = "other-orb";
-  const auto other = registration();
-  create(*other, "Bank");
-  PortableServer::POA_var poa = test_orb::root_poa()->find_POA("Bank", false);
-  poa->destroy(true, true);
-
-  m_options.orb_name = "bank-orb";
+  const auto other = other_server_with("Bank");
   const auto server = registration();
   m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
   EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));

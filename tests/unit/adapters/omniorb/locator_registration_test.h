@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "adapters/omniorb/locator_registration.h"
-#include "tests/unit/adapters/omniorb/fake_locator.h"
 #include "tests/support/test_orb.h"
+#include "tests/unit/adapters/omniorb/fake_locator.h"
 
 inline bool wait_until(const std::function<bool()>& condition) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -62,6 +62,16 @@ class LocatorRegistrationTest : public ::testing::Test {
   }
   void create(PoaLocator::LocatorRegistration& registration, const std::string& path) {
     PortableServer::POA_var poa = registration.create_poa(path, {}, {});
+  }
+  // A server of another ORB that has registered the POA, and leaves its name in this process to another POA.
+  std::unique_ptr<PoaLocator::LocatorRegistration> other_server_with(const std::string& path) {
+    const std::string own_name = std::exchange(m_options.orb_name, "other-orb");
+    auto other = registration();
+    create(*other, path);
+    m_options.orb_name = own_name;
+    PortableServer::POA_var poa = test_orb::root_poa()->find_POA(path.c_str(), false);
+    poa->destroy(true, true);
+    return other;
   }
   std::vector<std::string> reports() {
     const std::lock_guard lock(m_mutex);

@@ -18,13 +18,7 @@ TEST_F(LocatorRegistrationTest, registers_what_is_pending_when_the_locator_answe
 }
 
 TEST_F(LocatorRegistrationTest, reports_once_that_another_server_has_what_is_pending) {
-  m_options.orb_name = "other-orb";
-  const auto other = registration();
-  create(*other, "Bank");
-  PortableServer::POA_var poa = test_orb::root_poa()->find_POA("Bank", false);
-  poa->destroy(true, true);
-
-  m_options.orb_name = "bank-orb";
+  const auto other = other_server_with("Bank");
   m_options.watch_interval = 2ms;
   m_locator.refuse("Bank", FakeLocator::Refusal::SILENCE);
   const auto server = registration();
