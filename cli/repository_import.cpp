@@ -119,7 +119,7 @@ ImportProgress RepositoryImport::commit(QZ_IMRAdmin::ImportMode mode, bool check
     if (m_interrupt.seen())
       throw Failure(FAILED,
                     "The import was cancelled while the locator was at it, and either all of it is stored or nothing: "
-                    "\"poaloc import --check\" tells which.");
+                    "\"poaloc import --check\" with the same file tells which.");
     std::this_thread::sleep_for(POLL_INTERVAL);
   }
 }
