@@ -201,11 +201,13 @@ bool ActiveProcessImpl::watched() const {
 void ActiveProcessImpl::ended(const Instance& instance) {
   AttachedOrbs dead;
   bool start_wanted = false;
+  bool was_up = false;
   {
     const QZ_MutexLock lock(m_mutex);
     if (m_instance != instance) return;  // told late, of a run before this one
     report_end(*instance, instance->collect());
     m_instance.reset();
+    was_up = m_state == State::UP;
     m_state = State::SETTLING;
     dead.swap(m_orbs);
     start_wanted = m_start_wanted;
@@ -215,7 +217,7 @@ void ActiveProcessImpl::ended(const Instance& instance) {
   // just been attached for it: their start is about to be asked.
   AttachedOrbs waiting = take(dead, false);
   if (!start_wanted) {
-    AttachedOrbs next = take_next_run(waiting);
+    AttachedOrbs next = was_up ? AttachedOrbs() : take_next_run(waiting);
     append(dead, std::move(waiting));
     waiting = std::move(next);
   }
@@ -228,22 +230,28 @@ void ActiveProcessImpl::ended(const Instance& instance) {
   AttachedOrbs failed;
   {
     const QZ_MutexLock lock(m_mutex);
-    append(m_orbs, std::move(waiting));
-    append(m_orbs, successors);
     m_state = successors.empty() ? State::IDLE : State::UP;
     record();
     if (!successors.empty()) {
+      failed = m_orbs;
+      append(failed, std::move(waiting));
+      append(m_orbs, successors);
       begin_present_run();
-    } else if (std::exchange(m_start_wanted, false)) {
-      try {
-        launch();
-      } catch (...) {
-        failed.swap(m_orbs);
+    } else {
+      append(m_orbs, std::move(waiting));
+      if (std::exchange(m_start_wanted, false)) {
+        try {
+          launch();
+        } catch (...) {
+          failed.swap(m_orbs);
+        }
+      } else if (m_start_taken_back) {
+        failed.swap(m_orbs);  // they waited for that start
       }
-    } else if (m_start_taken_back) {
-      failed.swap(m_orbs);  // they waited for that start
     }
   }
+  // There is no start now for what the server in this one's place has not registered.
+  if (!successors.empty()) failed = detach_unregistered(std::move(failed));
   tell_died(failed, m_context.log);
 }
 
@@ -271,15 +279,11 @@ void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds
     report(m_context.log, PROCESS_STOP_GRACE_EVENT, {m_name, std::to_string(m_instance->pid()), seconds_text(grace)});
   }
   // ORBs that have registered show that the process came back instead of leaving; the start fails for the others.
-  const AttachedOrbs failed = take(orbs, false);
+  const AttachedOrbs failed = detach_unregistered(orbs);
   {
     const QZ_MutexLock lock(m_mutex);
-    std::erase_if(m_orbs, [&](const auto& attached) {
-      return std::any_of(failed.begin(), failed.end(), [&](const auto& f) { return f.orb.in() == attached.orb.in(); });
-    });
-    if (!orbs.empty() && m_state == State::LEAVING) {
+    if (failed.size() < orbs.size() && m_state == State::LEAVING) {
       m_state = State::UP;
-      begin_present_run();
       record();
     }
   }
@@ -333,6 +337,16 @@ void ActiveProcessImpl::report_end(const ProcessInstance& instance, const Proces
     case ProcessEnd::Kind::UNKNOWN:
       report(m_context.log, PROCESS_GONE_EVENT, {m_name, pid});
   }
+}
+
+AttachedOrbs ActiveProcessImpl::detach_unregistered(AttachedOrbs orbs) {
+  AttachedOrbs result = take(orbs, false);
+  const QZ_MutexLock lock(m_mutex);
+  std::erase_if(m_orbs, [&](const auto& attached) {
+    return std::any_of(result.begin(), result.end(),
+                       [&](const auto& other) { return other.orb.in() == attached.orb.in(); });
+  });
+  return result;
 }
 
 void ActiveProcessImpl::record() {

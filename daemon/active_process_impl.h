@@ -81,6 +81,8 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   void ended(const Instance& instance);
   void startup_limit_reached(const Instance& instance, Milliseconds limit);
   void stop_grace_over(unsigned long start_number, Milliseconds grace);
+  // Those of them that have registered nothing.
+  AttachedOrbs detach_unregistered(AttachedOrbs orbs);
   void kill_stopping(const Instance& instance, Milliseconds grace);
   void write_record();
 
@@ -98,7 +100,7 @@ class ActiveProcessImpl : public virtual QZ_LocatorInternal::ActiveProcess, publ
   AttachedOrbs m_orbs GUARDED_BY(m_mutex);
   bool m_restored GUARDED_BY(m_mutex) = false;  // and plug-ins are still restoring theirs
   bool m_start_wanted GUARDED_BY(m_mutex) = false;
-  bool m_start_taken_back GUARDED_BY(m_mutex) = false;  // since the run's exit was seen
+  bool m_start_taken_back GUARDED_BY(m_mutex) = false;    // since the run's exit was seen
   unsigned long m_starts_wanted GUARDED_BY(m_mutex) = 0;  // tells remembered starts apart
   unsigned m_missed GUARDED_BY(m_mutex) = 0;              // checks in a row without a registered ORB
 };

@@ -111,6 +111,46 @@ TEST_F(ProcessTest, ExitOfALeavingRunSparesAServerThatSomebodyStartedInItsPlace)
   EXPECT_THAT(pids_started(), SizeIs(1));
 }
 
+TEST_F(ProcessTest, ExitFailsThoseWhoWaitForWhatThatServerHasNotRegistered) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto first = attach("bank", "first");
+  process("bank")->start();
+  process("bank")->remove_orb("first");
+  const auto by_hand = attach("bank", "by hand");
+  by_hand->is_registered = true;
+  FakeOrb late;
+  by_hand->on_probe = [&] {
+    late = attach("bank", "late");
+    process("bank")->start();
+  };
+  const auto waiting = attach("bank", "waiting");
+  process("bank")->start();
+  kill(pids_started()[0], SIGKILL);
+  ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
+  ASSERT_TRUE(wait_until([&] { return late->deaths == 1; }));
+  EXPECT_EQ(by_hand->deaths, 0);
+  EXPECT_THAT(pids_started(), SizeIs(1));
+}
+
+TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasTakenForUpAgain) {
+  add_process("bank", {"sleep", "1000"}, {{"stop_grace", "0.05"}});
+  open_and_start();
+  const auto first = attach("bank", "first");
+  process("bank")->start();
+  process("bank")->remove_orb("first");
+  const auto by_hand = attach("bank", "by hand");
+  by_hand->is_registered = true;
+  const auto waiting = attach("bank", "waiting");
+  process("bank")->start();
+  ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
+  kill(pids_started()[0], SIGKILL);
+  ASSERT_TRUE(wait_until([&] { return by_hand->probes == 1; }));
+  process("bank")->start();
+  EXPECT_EQ(by_hand->deaths, 0);
+  EXPECT_THAT(pids_started(), SizeIs(1));
+}
+
 TEST_F(ProcessTest, ExitOfALeavingRunTellsWhatCameBackInIt) {
   add_process("bank", {"sleep", "1000"});
   open_and_start();
