@@ -85,6 +85,7 @@ TEST_F(ProcessTest, IsRunningAgainWhenItRegistersInsteadOfLeaving) {
   EXPECT_EQ(back->deaths, 0);
   // Running: an exit tells all, for none of them awaits another run.
   short_stay->is_registered = false;
+  back->alive = false;  // as soon as the process has gone
   kill(pids_started()[0], SIGKILL);
   EXPECT_TRUE(wait_until([&] { return back->deaths == 1 && short_stay->deaths == 1; }));
 }
