@@ -42,9 +42,14 @@ ExportFile::~ExportFile() {
 }
 
 void ExportFile::open_unfinished() {
-  const std::string unfinished = m_target + ".unfinished" + std::to_string(::getpid());
-  const int fd = ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0) fail(errno);
+  std::string unfinished;
+  int fd = -1;
+  // One that was killed has left its file behind, and in a container all of them may have the same pid.
+  for (long number = ::getpid(); fd < 0; ++number) {
+    unfinished = m_target + ".unfinished" + std::to_string(number);
+    fd = ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && errno != EEXIST) fail(errno);
+  }
   ::close(fd);
   m_unfinished = unfinished;
   m_out.open(unfinished);

@@ -4,7 +4,6 @@ namespace poaloc {
 
 // While one exists, SIGINT, SIGTERM and SIGHUP are remembered instead of ending the process; a second one ends it. One at
 // a time.
-// at a time.
 class Interrupt {
  public:
   Interrupt();

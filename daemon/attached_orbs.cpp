@@ -35,7 +35,7 @@ AttachedOrbs take(AttachedOrbs& orbs, bool registered) {
 AttachedOrbs take_answering(AttachedOrbs& orbs) {
   return take_if(orbs, [](const AttachedOrb& attached) {
     try {
-      return attached.orb->probe() != 0;
+      return attached.orb->probe() && attached.orb->registered();
     } catch (const CORBA::Exception&) {
       return false;
     }

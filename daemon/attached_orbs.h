@@ -20,7 +20,7 @@ using AttachedOrbs = std::vector<AttachedOrb>;
 // Moves those that have registered (or have not) out of orbs.
 AttachedOrbs take(AttachedOrbs& orbs, bool registered);
 bool any_registered(const AttachedOrbs& orbs);
-// Moves those out of orbs whose servers live. Waits for a server that hangs as long as a probe may take.
+// Moves those out of orbs that are registered and whose servers live. Waits for a server that hangs as long as a probe may take.
 AttachedOrbs take_answering(AttachedOrbs& orbs);
 // Tells each that its process died.
 void tell_died(const AttachedOrbs& orbs, QZ_Logging::EventLog_ptr log);

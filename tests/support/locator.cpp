@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
@@ -90,6 +91,12 @@ bool Locator::is_ready() {
     if (text.find("\nREADY=1\n") != std::string::npos) return true;
   }
   return false;
+}
+
+void Locator::count_freed_memory_as_free() {
+  const char* options = std::getenv("ASAN_OPTIONS");
+  m_environment["ASAN_OPTIONS"] =
+      std::string(options ? options : "") + ":quarantine_size_mb=4:thread_local_quarantine_size_kb=64";
 }
 
 void Locator::start() {

@@ -31,6 +31,9 @@ class Locator {
   // Variables added to the test's own; likewise.
   std::map<std::string, std::string>& environment() { return m_environment; }
 
+  // AddressSanitizer keeps what was freed: where memory is measured that must be little. Before the start.
+  void count_freed_memory_as_free();
+
   // Returns when the daemon has said that it is ready.
   void start();
   // For configurations that must be refused: exit code of a daemon that does not become ready.

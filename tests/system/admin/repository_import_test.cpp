@@ -250,6 +250,9 @@ TEST_F(RepositoryImportTest, ServersAreServedWhileOneIsChecked) {
 }
 
 TEST_F(RepositoryImportTest, MemoryDoesNotGrowWithEachOne) {
+  m_locator.terminate();
+  m_locator.count_freed_memory_as_free();
+  m_locator.start();
   bool odd = false;
   // Each one changes every entry.
   const auto import_once = [&] {

@@ -244,7 +244,6 @@ TEST_F(ProcessTest, FollowedLogsGoOnAfterARestartOfTheLocator) {
   support::append_line(log(), "afterwards");
   EXPECT_TRUE(
       support::wait_until([&] { return support::read_file(spec.stdout_path) == "old\nmeanwhile\nafterwards\n"; }));
-  does({"process", "remove", "sleeper", "--yes"});
   follower.signal(SIGINT);
   EXPECT_EQ(follower.wait(), -SIGINT);
 }

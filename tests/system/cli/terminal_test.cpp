@@ -186,7 +186,7 @@ TEST_F(TerminalTest, ChangesMayTakeLongUnlessALimitIsGiven) {
   does({"poa", "add", "Shop"});
   constexpr std::chrono::seconds USUAL_LIMIT(10);
   auto patient = at_terminal({"poa", "remove", "Bank"});
-  auto hasty = at_terminal({"poa", "remove", "Shop", "--timeout", "1"});
+  auto hasty = at_terminal({"poa", "remove", "Shop", "--timeout", "3"});
   ASSERT_TRUE(patient->shows("[y/N]") && hasty->shows("[y/N]"));
   kill(m_locator.pid(), SIGSTOP);
   const auto end = std::chrono::steady_clock::now() + USUAL_LIMIT + std::chrono::seconds(1);

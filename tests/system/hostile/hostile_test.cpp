@@ -1,18 +1,7 @@
 #include "tests/system/hostile/hostile_test.h"
 
-#include <cstdlib>
-
-namespace {
-
-// Freed memory must count as free where memory is measured.
-std::string with_small_quarantine(const char* options) {
-  return std::string(options ? options : "") + ":quarantine_size_mb=4:thread_local_quarantine_size_kb=64";
-}
-
-}  // namespace
-
 void HostileTest::SetUp() {
-  m_locator.environment()["ASAN_OPTIONS"] = with_small_quarantine(std::getenv("ASAN_OPTIONS"));
+  m_locator.count_freed_memory_as_free();
   m_locator.config().set("front_door", "log_interval", "0");
   // A connection of the daemon's own, to ask a server whether it lives, would count among its files.
   m_locator.config().set("liveness", "interval", "0");

@@ -33,10 +33,11 @@ class FakeActiveOrb : public virtual QZ_LocatorInternal::ActiveORB, public QZ_CO
   QZ_LocatorAdmin::ActiveORB_ptr external_reference() override { return QZ_LocatorAdmin::ActiveORB::_nil(); }
   CORBA::Boolean validate() override { return is_registered; }
   CORBA::Boolean probe() override {
+    const bool is_alive = alive;  // before anyone can know of this probe
     ++probes;
     on_probe();
     if (probe_raises) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
-    return alive;
+    return is_alive;
   }
   CORBA::Boolean registered() override { return is_registered; }
   void destroy() override {}

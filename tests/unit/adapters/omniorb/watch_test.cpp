@@ -25,6 +25,8 @@ TEST_F(LocatorRegistrationTest, reports_once_that_another_server_has_what_is_pen
   EXPECT_THAT(error_of([&] { create(*server, "Bank"); }), HasSubstr("does not answer"));
   m_locator.refuse("Bank", FakeLocator::Refusal::NONE);
   EXPECT_TRUE(wait_until([this] { return !reports().empty(); }));
+  const std::size_t calls = m_locator.calls().size();
+  EXPECT_TRUE(wait_until([&] { return m_locator.calls().size() > calls + 10; }));
   server->leave();
   EXPECT_THAT(reports(), ElementsAre(HasSubstr("stop that one first")));
   EXPECT_THAT(m_locator.calls(), ::testing::Not(::testing::Contains("remove Bank")));
