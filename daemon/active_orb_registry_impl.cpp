@@ -46,7 +46,7 @@ QZ_LocatorInternal::ActiveORBList* ActiveOrbRegistryImpl::list_by_process(const 
 }
 
 std::vector<QZ_LocatorInternal::ActiveORB_var> ActiveOrbRegistryImpl::page(const std::string& after,
-                                                                          std::size_t how_many) {
+                                                                           std::size_t how_many) {
   std::vector<QZ_LocatorInternal::ActiveORB_var> result;
   const QZ_MutexLock lock(m_mutex);
   for (auto entry = m_by_name.upper_bound(after); entry != m_by_name.end() && result.size() < how_many; ++entry)

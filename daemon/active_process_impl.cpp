@@ -87,7 +87,7 @@ void ActiveProcessImpl::launch() {
 
 void ActiveProcessImpl::begin_present_run() {
   m_start_wanted = false;
-  for (auto& attached : m_orbs) attached.next_run = false;
+  for (auto& attached : m_orbs) attached.next_run = attached.given_up = false;
 }
 
 std::string ActiveProcessImpl::first_orb_name() const {
@@ -218,7 +218,9 @@ void ActiveProcessImpl::ended(const Instance& instance) {
   AttachedOrbs waiting = take(dead, false);
   if (!start_wanted) {
     AttachedOrbs next = was_up ? AttachedOrbs() : take_next_run(waiting);
+    AttachedOrbs given_up = take_given_up(next);
     append(dead, std::move(waiting));
+    append(dead, std::move(given_up));
     waiting = std::move(next);
   }
   // What registered while this run was leaving may be of a run that somebody started by hand.
@@ -232,22 +234,19 @@ void ActiveProcessImpl::ended(const Instance& instance) {
     const QZ_MutexLock lock(m_mutex);
     m_state = successors.empty() ? State::IDLE : State::UP;
     record();
+    append(m_orbs, std::move(waiting));
     if (!successors.empty()) {
       failed = m_orbs;
-      append(failed, std::move(waiting));
       append(m_orbs, successors);
       begin_present_run();
-    } else {
-      append(m_orbs, std::move(waiting));
-      if (std::exchange(m_start_wanted, false)) {
-        try {
-          launch();
-        } catch (...) {
-          failed.swap(m_orbs);
-        }
-      } else if (m_start_taken_back) {
-        failed.swap(m_orbs);  // they waited for that start
+    } else if (std::exchange(m_start_wanted, false)) {
+      try {
+        launch();
+      } catch (...) {
+        failed.swap(m_orbs);
       }
+    } else if (m_start_taken_back) {
+      failed.swap(m_orbs);  // they waited for that start
     }
   }
   // There is no start now for what the server in this one's place has not registered.
@@ -282,7 +281,8 @@ void ActiveProcessImpl::stop_grace_over(unsigned long start_number, Milliseconds
   const AttachedOrbs failed = detach_unregistered(orbs);
   {
     const QZ_MutexLock lock(m_mutex);
-    if (failed.size() < orbs.size() && m_state == State::LEAVING) {
+    // A start that was asked meanwhile has a time limit of its own.
+    if (failed.size() < orbs.size() && m_state == State::LEAVING && !m_start_wanted) {
       m_state = State::UP;
       record();
     }

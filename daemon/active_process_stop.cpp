@@ -16,7 +16,7 @@ void ActiveProcessImpl::stop() {
     return;
   }
   // Those that wait for the next run have nothing to wait for now; who attaches from now on asks for its start anew.
-  for (auto& attached : m_orbs) attached.next_run = false;
+  for (auto& attached : m_orbs) attached.given_up = true;
   end_run();
 }
 

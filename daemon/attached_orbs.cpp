@@ -46,6 +46,10 @@ AttachedOrbs take_next_run(AttachedOrbs& orbs) {
   return take_if(orbs, [](const AttachedOrb& attached) { return attached.next_run; });
 }
 
+AttachedOrbs take_given_up(AttachedOrbs& orbs) {
+  return take_if(orbs, [](const AttachedOrb& attached) { return attached.given_up; });
+}
+
 void append(AttachedOrbs& orbs, AttachedOrbs more) {
   orbs.insert(orbs.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }

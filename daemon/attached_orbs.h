@@ -12,6 +12,7 @@ struct AttachedOrb {
   std::string name;
   QZ_LocatorInternal::ActiveORB_var orb;
   bool next_run = false;  // attached for the run after the present one
+  bool given_up = false;  // and that run's start was taken back since
 };
 using AttachedOrbs = std::vector<AttachedOrb>;
 
@@ -28,6 +29,7 @@ void tell_died(const AttachedOrbs& orbs, QZ_Logging::EventLog_ptr log);
 // These do not.
 
 AttachedOrbs take_next_run(AttachedOrbs& orbs);
+AttachedOrbs take_given_up(AttachedOrbs& orbs);
 void append(AttachedOrbs& orbs, AttachedOrbs more);
 
 }  // namespace poalocd

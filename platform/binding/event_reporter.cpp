@@ -18,6 +18,8 @@ void EventReporter::report(const FrontDoorMsg& message, const std::vector<std::s
 }
 
 bool EventReporter::due(const FrontDoorMsg& message, std::uint64_t& unlogged) {
+  unlogged = 0;
+  if (m_interval == Clock::duration::zero()) return true;
   History& history = m_histories[message.id];
   const Clock::rep now = Clock::now().time_since_epoch().count();
   Clock::rep next = history.next.load(std::memory_order_relaxed);

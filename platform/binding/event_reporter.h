@@ -21,8 +21,8 @@ class EventReporter {
 
   void report(const FrontDoorMsg& message, const std::vector<std::string>& params);
 
-  // Logs at most once per interval; adds how many were passed over to the parameters. make_params is called only where
-  // something is logged.
+  // Logs at most once per interval, or always where that is 0; adds how many were passed over to the parameters.
+  // make_params is called only where something is logged.
   template <class MakeParams>
   void report_seldom(const FrontDoorMsg& message, MakeParams make_params) {
     std::uint64_t unlogged;

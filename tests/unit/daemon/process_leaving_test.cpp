@@ -134,6 +134,25 @@ TEST_F(ProcessTest, ExitFailsThoseWhoWaitForWhatThatServerHasNotRegistered) {
   EXPECT_THAT(pids_started(), SizeIs(1));
 }
 
+TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasToldToEnd) {
+  add_process("bank", {"sleep", "1000"});
+  open_and_start();
+  const auto first = attach("bank", "first");
+  process("bank")->start();
+  process("bank")->remove_orb("first");
+  const auto by_hand = attach("bank", "by hand");
+  by_hand->is_registered = true;
+  const auto waiting = attach("bank", "waiting");
+  processes().find_configured("bank")->stop();
+  ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
+  // Up, and not watched any more.
+  const auto state = [&] {
+    return QZ_LocatorAdmin::ActiveProcessInfo_var(processes().find_configured("bank")->info())->state;
+  };
+  ASSERT_TRUE(wait_until([&] { return state() == QZ_LocatorAdmin::PROCESS_RUNNING; }));
+  EXPECT_EQ(by_hand->deaths, 0);
+}
+
 TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasTakenForUpAgain) {
   add_process("bank", {"sleep", "1000"}, {{"stop_grace", "0.05"}});
   open_and_start();
