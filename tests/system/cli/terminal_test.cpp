@@ -194,7 +194,7 @@ TEST_F(TerminalTest, ChangesMayTakeLongUnlessALimitIsGiven) {
   hasty->type("y\n");
   EXPECT_EQ(hasty->wait(), UNREACHABLE);
   EXPECT_THAT(hasty->screen(),
-              HasSubstr("did not answer within 1s and may still be at it: look whether it is done, or leave out "
+              HasSubstr("did not answer within 3s and may still be at it: look whether it is done, or leave out "
                         "--timeout."));
   support::wait_until([&] { return std::chrono::steady_clock::now() > end; }, USUAL_LIMIT * 2);
   kill(m_locator.pid(), SIGCONT);
