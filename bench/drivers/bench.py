@@ -62,9 +62,9 @@ class Bench:
         self._running.append(process)
         return process
 
-    def locator(self, store=None, settings=""):
+    def locator(self, store=None):
         """A running locator; its store is that file, or a new one."""
-        return Locator(self, store or self.path("state.db"), settings)
+        return Locator(self, store or self.path("state.db"))
 
     def stop(self, process):
         process.stop()

@@ -2,6 +2,7 @@
 
 import os
 import socket
+import subprocess
 import time
 
 READY_LIMIT = 120
@@ -14,7 +15,7 @@ def endpoint_id(name):
 
 
 class Locator:
-    def __init__(self, bench, store, settings):
+    def __init__(self, bench, store):
         self._bench = bench
         self.store = store
         self.address = bench.address()
@@ -25,7 +26,7 @@ class Locator:
             file.write(
                 f'[front_door]\nlisten = ["{self.address}:2809"]\n[orb_endpoint]\nlisten = "{self.address}:2810"\n'
                 f'[store]\nurl = "sqlite://{store}"\n[event_log]\nfile = "{bench.path("events.log")}"\n'
-                f"[liveness]\ninterval = 0\n{settings}"
+                f"[liveness]\ninterval = 0\n"
             )
         notify = bench.path("notify")
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as ready:
@@ -51,6 +52,10 @@ class Locator:
     def target(self, poa, object_id="object"):
         key = endpoint_id(poa) + object_id.encode()
         return f"corbaloc::1.2@{self.address}:2809/" + "".join(f"%{octet:02x}" for octet in key)
+
+    def administer(self, *verb):
+        command = (self._bench.program("poaloc"), "--locator", self.url, *verb)
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
 
     def stop(self):
         self._bench.stop(self.process)

@@ -32,11 +32,11 @@ class Round:
         self._report = bench.path("report")
         program, store = bench.program("slow_server"), bench.path("state.db")
         shutil.copyfile(prepared, store)
-        self._locator = bench.locator(
-            store,
-            f'[[process]]\nname = "slow"\nargv = ["{program}", "--delay", "{delay}", "--poa", "{SLOW}", "--report", '
-            f'"{self._report}"]\n[[orb]]\nname = "slow"\nprocess = "slow"\n',
+        self._locator = bench.locator(store)
+        self._locator.administer(
+            "process", "add", "slow", "--", program, "--delay", str(delay), "--poa", SLOW, "--report", self._report
         )
+        self._locator.administer("orb", "set", "slow", "--process", "slow")
         self._server = self._locator.process
 
     def end(self):
