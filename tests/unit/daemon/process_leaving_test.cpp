@@ -90,15 +90,24 @@ TEST_F(ProcessTest, IsRunningAgainWhenItRegistersInsteadOfLeaving) {
   EXPECT_TRUE(wait_until([&] { return back->deaths == 1 && short_stay->deaths == 1; }));
 }
 
-TEST_F(ProcessTest, ExitOfALeavingRunSparesAServerThatSomebodyStartedInItsPlace) {
-  add_process("bank", {"sleep", "1000"});
-  open_and_start();
-  const auto first = attach("bank");
-  process("bank")->start();
-  process("bank")->remove_orb("bank");
-  const auto by_hand = attach("bank");
+class ReplacedProcessTest : public ProcessTest {
+ protected:
+  // A run that leaves, and a server that somebody has started in its place meanwhile: its ORB.
+  FakeOrb start_and_replace(std::vector<std::pair<std::string, std::string>> settings = {}) {
+    add_process("bank", {"sleep", "1000"}, std::move(settings));
+    open_and_start();
+    const auto first = attach("bank", "first");
+    process("bank")->start();
+    process("bank")->remove_orb("first");
+    const auto by_hand = attach("bank", "by hand");
+    by_hand->is_registered = true;
+    return by_hand;
+  }
+};
+
+TEST_F(ReplacedProcessTest, ExitOfALeavingRunSparesAServerThatSomebodyStartedInItsPlace) {
+  const auto by_hand = start_and_replace();
   host().locator().active_orbs().insert(by_hand.get());
-  by_hand->is_registered = true;
   kill(pids_started()[0], SIGKILL);
   ASSERT_TRUE(wait_until([&] { return by_hand->probes == 1; }));
   process("bank")->start();
@@ -112,14 +121,8 @@ TEST_F(ProcessTest, ExitOfALeavingRunSparesAServerThatSomebodyStartedInItsPlace)
   EXPECT_THAT(pids_started(), SizeIs(1));
 }
 
-TEST_F(ProcessTest, ExitFailsThoseWhoWaitForWhatThatServerHasNotRegistered) {
-  add_process("bank", {"sleep", "1000"});
-  open_and_start();
-  const auto first = attach("bank", "first");
-  process("bank")->start();
-  process("bank")->remove_orb("first");
-  const auto by_hand = attach("bank", "by hand");
-  by_hand->is_registered = true;
+TEST_F(ReplacedProcessTest, ExitFailsThoseWhoWaitForWhatThatServerHasNotRegistered) {
+  const auto by_hand = start_and_replace();
   FakeOrb late;
   by_hand->on_probe = [&] {
     late = attach("bank", "late");
@@ -134,14 +137,8 @@ TEST_F(ProcessTest, ExitFailsThoseWhoWaitForWhatThatServerHasNotRegistered) {
   EXPECT_THAT(pids_started(), SizeIs(1));
 }
 
-TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasToldToEnd) {
-  add_process("bank", {"sleep", "1000"});
-  open_and_start();
-  const auto first = attach("bank", "first");
-  process("bank")->start();
-  process("bank")->remove_orb("first");
-  const auto by_hand = attach("bank", "by hand");
-  by_hand->is_registered = true;
+TEST_F(ReplacedProcessTest, ExitSparesThatServerAlsoWhenTheRunWasToldToEnd) {
+  const auto by_hand = start_and_replace();
   const auto waiting = attach("bank", "waiting");
   processes().find_configured("bank")->stop();
   ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
@@ -153,14 +150,8 @@ TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasToldToEnd) {
   EXPECT_EQ(by_hand->deaths, 0);
 }
 
-TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasTakenForUpAgain) {
-  add_process("bank", {"sleep", "1000"}, {{"stop_grace", "0.05"}});
-  open_and_start();
-  const auto first = attach("bank", "first");
-  process("bank")->start();
-  process("bank")->remove_orb("first");
-  const auto by_hand = attach("bank", "by hand");
-  by_hand->is_registered = true;
+TEST_F(ReplacedProcessTest, ExitSparesThatServerAlsoWhenTheRunWasTakenForUpAgain) {
+  const auto by_hand = start_and_replace({{"stop_grace", "0.05"}});
   const auto waiting = attach("bank", "waiting");
   process("bank")->start();
   ASSERT_TRUE(wait_until([&] { return waiting->deaths == 1; }));
@@ -171,14 +162,8 @@ TEST_F(ProcessTest, ExitSparesThatServerAlsoWhenTheRunWasTakenForUpAgain) {
   EXPECT_THAT(pids_started(), SizeIs(1));
 }
 
-TEST_F(ProcessTest, ExitOfALeavingRunTellsWhatCameBackInIt) {
-  add_process("bank", {"sleep", "1000"});
-  open_and_start();
-  const auto first = attach("bank");
-  process("bank")->start();
-  process("bank")->remove_orb("bank");
-  const auto back = attach("bank");
-  back->is_registered = true;
+TEST_F(ReplacedProcessTest, ExitOfALeavingRunTellsWhatCameBackInIt) {
+  const auto back = start_and_replace();
   back->alive = false;  // as soon as the process has gone
   kill(pids_started()[0], SIGKILL);
   EXPECT_TRUE(wait_until([&] { return back->deaths == 1; }));
