@@ -1,12 +1,10 @@
 #include "platform/binding/connection.h"
 
 #include <algorithm>
-#include <asio/buffer.hpp>
-#include <asio/error.hpp>
 #include <qz_locator_internal.hh>
 #include <utility>
 
-#include <poll.h>
+#include <sys/epoll.h>
 
 #include "platform/binding/dispatcher.h"
 #include "platform/binding/io_thread.h"
@@ -29,16 +27,12 @@ bool passed(Connection::Time since, std::chrono::milliseconds allowed, Connectio
 
 }  // namespace
 
-Connection::Connection(IoThread& thread, asio::ip::tcp::socket socket, const asio::ip::address& peer,
+Connection::Connection(IoThread& thread, StreamSocket socket, const asio::ip::tcp::endpoint& peer,
                        std::span<const int> roles)
     : m_thread(thread),
       m_context(thread.context()),
       m_socket(std::move(socket)),
       m_peer(peer),
-      m_peer_port([this] {
-        std::error_code ignored;
-        return m_socket.remote_endpoint(ignored).port();
-      }()),
       m_roles(roles),
       m_admits_clients(std::find(roles.begin(), roles.end(), QZ_LocatorInternal::ROLE_CLIENT) != roles.end()),
       m_reader({m_context.config.max_header_size, m_context.config.max_incomplete_requests}) {}
@@ -46,14 +40,31 @@ Connection::Connection(IoThread& thread, asio::ip::tcp::socket socket, const asi
 Connection::~Connection() = default;
 
 void Connection::start() {
-  std::error_code error;
-  m_socket.non_blocking(true, error);
-  if (error) return close();
-  m_socket.set_option(asio::ip::tcp::no_delay(true), error);
-  // Finds out that a client is gone that waits for an answer and has lost its machine or network.
-  m_socket.set_option(asio::socket_base::keep_alive(true), error);
-  m_last_activity = m_write_progress = m_resumed = std::chrono::steady_clock::now();
+  m_socket.set_options();
+  m_last_activity = m_write_progress = m_resumed = m_thread.now();
+  if (!m_thread.poller().add(m_socket.descriptor(), this, m_interest)) return close();
   touch();
+}
+
+void Connection::ready(std::uint32_t events) {
+  if (m_state == State::CLOSED) return;
+  constexpr std::uint32_t BROKEN = EPOLLERR | EPOLLHUP;
+  // While nothing is read, the end would show only behind all that the client has sent before.
+  if ((events & BROKEN) != 0 && (m_interest & EPOLLIN) == 0) return close();
+  if ((events & EPOLLOUT) != 0) {
+    m_writing_blocked = false;
+    touch();
+  }
+  if ((events & (EPOLLIN | BROKEN)) != 0 && (m_interest & EPOLLIN) != 0) read_some();
+}
+
+void Connection::update_interest() {
+  if (m_state == State::CLOSED) return;
+  const bool reads = !m_end_of_input && !(m_state == State::OPEN && must_pause());
+  const std::uint32_t wanted = (reads ? EPOLLIN : 0u) | (m_writing_blocked ? EPOLLOUT : 0u);
+  if (wanted == m_interest) return;
+  m_interest = wanted;
+  m_thread.poller().change(m_socket.descriptor(), this, wanted);
 }
 
 void Connection::touch() {
@@ -64,19 +75,18 @@ void Connection::touch() {
 
 void Connection::serve() {
   m_touched = false;
-  m_last_activity = std::chrono::steady_clock::now();
+  m_last_activity = m_thread.now();
   try {
     if (m_state != State::CLOSED) write_some();
     if (m_state == State::OPEN && m_unread_position < m_unread.size()) process_unread();
     const bool written = output_size() == 0;
     if (m_end_of_input && written) return close();
     if (m_state == State::FINISHING && written && (!m_wait_for_answers || m_requests.size() == 0)) {
-      std::error_code ignored;
-      m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+      m_socket.end_output();
       m_state = State::LINGERING;
-      m_closing_since = std::chrono::steady_clock::now();
+      m_closing_since = m_thread.now();
     }
-    wait_readable();
+    update_interest();
   } catch (const std::exception&) {
     close();  // out of memory
   }
@@ -84,30 +94,16 @@ void Connection::serve() {
 
 // ---- Reading.
 
-void Connection::wait_readable() {
-  if (m_reading || m_end_of_input || m_state == State::CLOSED) return;
-  if (m_state == State::OPEN && must_pause()) return;
-  m_reading = true;
-  m_socket.async_wait(asio::ip::tcp::socket::wait_read,
-                      [this, self = shared_from_this()](const std::error_code& error) {
-                        m_reading = false;
-                        if (error || m_state == State::CLOSED) return;
-                        m_thread.turn([this] { read_some(); });
-                      });
-}
-
 void Connection::read_some() {
   const auto buffer = m_thread.read_buffer();
-  const Time now = std::chrono::steady_clock::now();
   touch();
   for (int i = 0; i < READS_PER_TURN; ++i) {
-    std::error_code error;
-    const std::size_t count = m_socket.read_some(asio::buffer(buffer.data(), buffer.size()), error);
-    if (error == asio::error::would_block || error == asio::error::interrupted) return;
-    if (error) return end_of_input();
+    const auto [outcome, count] = m_socket.read(buffer);
+    if (outcome == StreamSocket::Outcome::NOT_NOW) return;
+    if (outcome == StreamSocket::Outcome::ENDED) return end_of_input();
     std::span<const unsigned char> octets = buffer.first(count);
     try {
-      process(octets, now);
+      process(octets, m_thread.now());
       m_unread.assign(octets.begin(), octets.end());
     } catch (const std::exception&) {
       return close();  // out of memory
@@ -122,12 +118,6 @@ void Connection::end_of_input() {
   if (output_size() == 0) return close();
   m_end_of_input = true;
   finish(false);
-}
-
-// While reading pauses, an end of input would show only behind everything that the client has sent before.
-bool Connection::peer_has_closed() {
-  pollfd peer{m_socket.native_handle(), POLLRDHUP, 0};
-  return ::poll(&peer, 1, 0) > 0;
 }
 
 void Connection::process(std::span<const unsigned char>& octets, Time now) {
@@ -158,7 +148,7 @@ void Connection::process(std::span<const unsigned char>& octets, Time now) {
 void Connection::process_unread() {
   if (must_pause()) return;
   auto octets = std::span<const unsigned char>(m_unread).subspan(m_unread_position);
-  process(octets, std::chrono::steady_clock::now());
+  process(octets, m_thread.now());
   m_unread_position = m_unread.size() - octets.size();
   if (!octets.empty()) return;
   clear_octets(m_unread);
@@ -181,7 +171,7 @@ bool Connection::must_pause() {
     m_paused_for_output = false;
   }
   const bool paused = m_paused_for_requests || m_paused_for_output;
-  if (was_paused && !paused) m_resumed = std::chrono::steady_clock::now();
+  if (was_paused && !paused) m_resumed = m_thread.now();
   return paused;
 }
 
@@ -194,31 +184,21 @@ void Connection::report_pause(const FrontDoorMsg& message, FrontDoorCounters::Co
 // ---- Writing.
 
 void Connection::write_some() {
-  if (m_writing_blocked) return;
-  for (;;) {
+  while (!m_writing_blocked) {
     if (m_written == m_writing.size()) {
       clear_octets(m_writing);
       m_written = 0;
       if (m_output.empty()) return;
       m_writing.swap(m_output);
-      m_write_progress = std::chrono::steady_clock::now();
+      m_write_progress = m_thread.now();
     }
-    std::error_code error;
-    const auto rest = asio::buffer(m_writing.data() + m_written, m_writing.size() - m_written);
-    const std::size_t count = m_socket.write_some(rest, error);
+    const auto [outcome, count] = m_socket.write(std::span(m_writing).subspan(m_written));
     ++m_context.counters.writes;
-    if (error == asio::error::would_block) break;
-    if (error) return close();
+    if (outcome == StreamSocket::Outcome::ENDED) return close();
+    m_writing_blocked = outcome == StreamSocket::Outcome::NOT_NOW;
     m_written += count;
-    m_write_progress = std::chrono::steady_clock::now();
+    if (count > 0) m_write_progress = m_thread.now();
   }
-  m_writing_blocked = true;
-  m_socket.async_wait(asio::ip::tcp::socket::wait_write,
-                      [this, self = shared_from_this()](const std::error_code& error) {
-                        m_writing_blocked = false;
-                        if (error || m_state == State::CLOSED) return;
-                        m_thread.turn([this] { touch(); });
-                      });
 }
 
 // ---- The end.
@@ -243,14 +223,14 @@ void Connection::close() {
   const auto self = shared_from_this();
   m_state = State::CLOSED;
   m_gone.store(true, std::memory_order_release);
-  std::error_code ignored;
-  m_socket.close(ignored);
+  m_thread.poller().remove(m_socket.descriptor());
+  m_socket.close();
   m_unread = {};
   m_output = {};
   m_writing = {};
   m_written = 0;
   m_by_id.clear();
-  m_context.connections.leave(m_peer);
+  m_context.connections.leave(m_peer.address());
   --m_context.counters.connections_open;
 
   for (auto& [prefix, lane] : std::exchange(m_lanes, {})) {
@@ -267,7 +247,8 @@ Connection::Overdue Connection::overdue(Time now) {
     return now - m_closing_since >= config.close_time ? Overdue::CLOSE : Overdue::NOTHING;
   }
   if (output_size() > 0 && passed(m_write_progress, config.message_time, now)) return Overdue::OUTPUT;
-  if (m_state == State::OPEN && m_paused_for_requests && output_size() == 0 && peer_has_closed()) return Overdue::GONE;
+  if (m_state == State::OPEN && m_paused_for_requests && output_size() == 0 && m_socket.peer_has_closed())
+    return Overdue::GONE;
   if (m_state != State::OPEN || m_paused_for_requests || m_paused_for_output) return Overdue::NOTHING;
   if (const auto since = m_reader.oldest_incomplete()) {
     return passed(std::max(*since, m_resumed), config.message_time, now) ? Overdue::MESSAGE : Overdue::NOTHING;
@@ -309,8 +290,8 @@ void Connection::end_overdue(Time now) {
 }
 
 std::string Connection::peer_text() const {
-  const bool v6 = m_peer.is_v6();
-  return (v6 ? "[" : "") + m_peer.to_string() + (v6 ? "]:" : ":") + std::to_string(m_peer_port);
+  const bool v6 = m_peer.address().is_v6();
+  return (v6 ? "[" : "") + m_peer.address().to_string() + (v6 ? "]:" : ":") + std::to_string(m_peer.port());
 }
 
 }  // namespace QZ_Binding

@@ -13,6 +13,7 @@
 #include "platform/binding/front_door_context.h"
 #include "platform/binding/giop/message_reader.h"
 #include "platform/binding/request_list.h"
+#include "platform/binding/stream_socket.h"
 
 namespace QZ_Binding {
 
@@ -26,7 +27,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   enum class Overdue { NOTHING, IDLE, MESSAGE, OUTPUT, GONE, CLOSE };
 
   // roles: the listener's; they must outlive the connection.
-  Connection(IoThread& thread, asio::ip::tcp::socket socket, const asio::ip::address& peer, std::span<const int> roles);
+  Connection(IoThread& thread, StreamSocket socket, const asio::ip::tcp::endpoint& peer, std::span<const int> roles);
   ~Connection();
 
   // On any thread.
@@ -36,6 +37,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool gone() const { return m_gone.load(std::memory_order_acquire); }
 
   void start();
+  // The socket is ready for some of EPOLLIN and EPOLLOUT, or broken.
+  void ready(std::uint32_t events);
   // Writes what there is to write, reads on where reading paused, waits for more.
   void serve();
   // Something has happened to a request of this connection, which may have been closed since. The record may be gone
@@ -68,13 +71,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   };
 
   void read_some();
-  void wait_readable();
   void end_of_input();
-  // Without reading what comes before the end.
-  bool peer_has_closed();
   void process(std::span<const unsigned char>& octets, Time now);
   void process_unread();
   void write_some();
+  // Tells the poller what the connection waits for now.
+  void update_interest();
   // Nothing may follow a CloseConnection or a MessageError.
   bool answers_may_follow() const {
     return m_state == State::OPEN || (m_state == State::FINISHING && m_wait_for_answers);
@@ -104,17 +106,16 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   IoThread& m_thread;
   FrontDoorContext& m_context;
-  asio::ip::tcp::socket m_socket;
-  const asio::ip::address m_peer;
-  const std::uint16_t m_peer_port;
+  StreamSocket m_socket;
+  const asio::ip::tcp::endpoint m_peer;
   const std::span<const int> m_roles;
   const bool m_admits_clients;
   std::atomic<bool> m_gone{false};
 
   State m_state = State::OPEN;
   bool m_touched = false;
-  bool m_reading = false;          // waiting for the socket
-  bool m_writing_blocked = false;  // likewise
+  std::uint32_t m_interest = 0;    // the events that are waited for
+  bool m_writing_blocked = false;  // there was no room in the socket
   bool m_end_of_input = false;
   bool m_wait_for_answers = false;  // FINISHING
   bool m_paused_for_requests = false;

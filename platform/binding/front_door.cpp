@@ -1,9 +1,9 @@
 #include "platform/binding/front_door.h"
 
 #include <algorithm>
+#include <asio/io_context.hpp>
 #include <asio/ip/host_name.hpp>
-#include <atomic>
-#include <future>
+#include <asio/post.hpp>
 #include <thread>
 #include <utility>
 
@@ -50,9 +50,8 @@ class FrontDoor::Impl {
     const unsigned threads = m_context.config.threads;
     for (unsigned i = 0; i < threads; ++i) m_threads.push_back(std::make_unique<IoThread>(m_context, m_workers));
     for (const ListenerConfig& listener : m_context.config.listeners) {
-      IoThread& thread = *m_threads[m_listeners.size() % threads];
-      m_listeners.push_back(
-          std::make_unique<Listener>(m_context, listener, thread, [this]() -> IoThread& { return next_thread(); }));
+      m_listeners.push_back(std::make_unique<Listener>(m_context, listener, m_accepting,
+                                                       [this]() -> IoThread& { return next_thread(); }));
     }
   }
 
@@ -80,6 +79,7 @@ class FrontDoor::Impl {
     m_state = State::SERVING;
     m_workers.start(m_context.config.workers);
     for (const auto& thread : m_threads) thread->start();
+    m_acceptor = std::thread([this] { m_accepting.run(); });
     m_context.reporter.report(SERVING_MSG, {text_of(published())});
   }
 
@@ -89,14 +89,10 @@ class FrontDoor::Impl {
       for (const auto& listener : m_listeners) listener->close();
       return;
     }
-    for (const auto& listener : m_listeners) {
-      std::promise<void> closed;
-      asio::post(listener->io(), [&] {
-        listener->close();
-        closed.set_value();
-      });
-      closed.get_future().wait();
-    }
+    asio::post(m_accepting, [this] {
+      for (const auto& listener : m_listeners) listener->close();
+    });
+    m_acceptor.join();
     for (const auto& thread : m_threads) thread->close_connections();
     m_context.connections.wait_for_none(m_context.config.close_time);
     for (const auto& thread : m_threads) thread->stop();
@@ -145,8 +141,10 @@ class FrontDoor::Impl {
   FrontDoorContext m_context;
   WorkerPool m_workers;
   std::vector<std::unique_ptr<IoThread>> m_threads;
+  asio::io_context m_accepting{1};
+  std::thread m_acceptor;  // runs it, until all listeners are closed
   std::vector<std::unique_ptr<Listener>> m_listeners;
-  std::atomic<unsigned> m_next_thread{0};
+  unsigned m_next_thread = 0;  // for m_acceptor
   State m_state = State::NEW;
 };
 

@@ -43,48 +43,76 @@ void IoThread::start() {
 }
 
 void IoThread::run() {
+  using std::chrono::milliseconds;
   current_thread = this;
-  wait_for_sweep();
-  m_io.run();
+  m_now = std::chrono::steady_clock::now();
+  auto next_sweep = m_now + m_sweep_interval;
+  while (!m_stopped) {
+    const auto events = m_poller.wait(std::chrono::ceil<milliseconds>(next_sweep - m_now));
+    m_now = std::chrono::steady_clock::now();
+    for (const epoll_event& event : events) {
+      turn([&] { static_cast<Connection*>(event.data.ptr)->ready(event.events); });
+    }
+    turn([this] { take_mail(); });
+    run_tasks();
+    if (m_now >= next_sweep) {
+      turn([this] { sweep(); });
+      next_sweep = m_now + m_sweep_interval;
+    }
+    m_removed.clear();
+  }
+}
+
+void IoThread::post(Task f) {
+  {
+    QZ_MutexLock lock(m_mail_mutex);
+    m_tasks.push_back(std::move(f));
+  }
+  m_poller.wake();
+}
+
+void IoThread::run_tasks() {
+  std::vector<Task> tasks;
+  {
+    QZ_MutexLock lock(m_mail_mutex);
+    tasks.swap(m_tasks);
+  }
+  for (const Task& task : tasks) turn(task);
 }
 
 void IoThread::close_connections() {
-  asio::post(m_io, [this] {
-    turn([this] {
-      m_closing = true;
-      const auto connections = m_connections;
-      for (const auto& [key, connection] : connections) connection->say_goodbye();
-    });
+  post([this] {
+    m_closing = true;
+    const auto connections = m_connections;
+    for (const auto& [key, connection] : connections) connection->say_goodbye();
   });
 }
 
 void IoThread::stop() {
   if (!m_thread.joinable()) return;
-  asio::post(m_io, [this] {
-    turn([this] {
-      while (!m_connections.empty()) {
-        const auto connection = m_connections.begin()->second;
-        connection->close();
-      }
-    });
-    m_io.stop();
+  post([this] {
+    while (!m_connections.empty()) {
+      const auto connection = m_connections.begin()->second;
+      connection->close();
+    }
+    m_stopped = true;
   });
   m_thread.join();
 }
 
-void IoThread::adopt(asio::ip::tcp::socket socket, const asio::ip::address& peer, std::span<const int> roles) {
+void IoThread::adopt(StreamSocket socket, const asio::ip::tcp::endpoint& peer, std::span<const int> roles) {
   auto connection = std::make_shared<Connection>(*this, std::move(socket), peer, roles);
-  asio::post(m_io, [this, connection = std::move(connection)] {
-    turn([&] {
-      m_connections.emplace(connection.get(), connection);
-      connection->start();
-      if (m_closing) connection->say_goodbye();
-    });
+  post([this, connection = std::move(connection)] {
+    m_connections.emplace(connection.get(), connection);
+    connection->start();
+    if (m_closing) connection->say_goodbye();
   });
 }
 
 void IoThread::remove(Connection& connection) {
-  m_connections.erase(&connection);
+  const auto entry = m_connections.find(&connection);
+  m_removed.push_back(std::move(entry->second));
+  m_connections.erase(entry);
 }
 
 void IoThread::notice(RequestRecord& record) {
@@ -100,7 +128,7 @@ void IoThread::notice(RequestRecord& record) {
     first = m_mail.empty();
     m_mail.push_back(&record);
   }
-  if (first) asio::post(m_io, [this] { turn([this] { take_mail(); }); });
+  if (first) m_poller.wake();
 }
 
 void IoThread::take_mail() {
@@ -133,9 +161,6 @@ void IoThread::recycle(RequestRecord* record) {
 }
 
 void IoThread::touch(std::shared_ptr<Connection> connection) {
-  if (m_touched.empty() && !m_in_turn) {
-    asio::post(m_io, [this] { turn([] {}); });
-  }
   m_touched.push_back(std::move(connection));
 }
 
@@ -147,24 +172,14 @@ void IoThread::serve_touched() {
   }
 }
 
-void IoThread::wait_for_sweep() {
-  m_sweep_timer.expires_after(m_sweep_interval);
-  m_sweep_timer.async_wait([this](const std::error_code& error) {
-    if (error) return;
-    turn([this] { sweep(); });
-    wait_for_sweep();
-  });
-}
-
 void IoThread::sweep() {
-  const auto now = std::chrono::steady_clock::now();
   std::vector<std::shared_ptr<Connection>> overdue;
   for (const auto& [key, connection] : m_connections) {
-    if (connection->overdue(now) != Connection::Overdue::NOTHING) overdue.push_back(connection);
+    if (connection->overdue(m_now) != Connection::Overdue::NOTHING) overdue.push_back(connection);
   }
-  for (const auto& connection : overdue) connection->end_overdue(now);
+  for (const auto& connection : overdue) connection->end_overdue(m_now);
   if (m_context.config.park_time.count() == 0) return;
-  for (const auto& [key, connection] : m_connections) connection->expire_requests(now);
+  for (const auto& [key, connection] : m_connections) connection->expire_requests(m_now);
 }
 
 }  // namespace QZ_Binding

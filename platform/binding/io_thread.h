@@ -1,10 +1,8 @@
 #pragma once
 
-#include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
-#include <asio/post.hpp>
-#include <asio/steady_timer.hpp>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <span>
 #include <thread>
@@ -13,7 +11,9 @@
 
 #include "platform/base/qz_mutex.h"
 #include "platform/binding/front_door_context.h"
+#include "platform/binding/poller.h"
 #include "platform/binding/request_list.h"
+#include "platform/binding/stream_socket.h"
 
 namespace QZ_Binding {
 
@@ -24,6 +24,7 @@ class WorkerPool;
 // for this thread itself.
 class IoThread {
  public:
+  // std::system_error when the system has no descriptors left.
   IoThread(FrontDoorContext& context, WorkerPool& workers);
   // After stop. Frees all requests that belong to its connections.
   ~IoThread();
@@ -36,27 +37,20 @@ class IoThread {
   void stop();
 
   // On any thread: serves the socket from now on. The peer has been counted.
-  void adopt(asio::ip::tcp::socket socket, const asio::ip::address& peer, std::span<const int> roles);
+  void adopt(StreamSocket socket, const asio::ip::tcp::endpoint& peer, std::span<const int> roles);
   // On any thread: something has happened to a request of one of its connections.
   void notice(RequestRecord& record);
   // On any thread: the request has lost its last reference.
   void recycle(RequestRecord* record);
 
-  asio::io_context& io() { return m_io; }
   FrontDoorContext& context() { return m_context; }
   WorkerPool& workers() { return m_workers; }
+  Poller& poller() { return m_poller; }
+  // When the present turn began, which is near enough for time limits.
+  QZ_Giop::Time now() const { return m_now; }
 
   // A record to begin.
   RequestRecord& new_record();
-  // Runs f, and then lets the connections that were touched write and read. Everything here runs in a turn, so that
-  // what one turn has to say to a client goes out in one piece.
-  template <class Function>
-  void turn(Function f) {
-    m_in_turn = true;
-    f();
-    serve_touched();
-    m_in_turn = false;
-  }
   // The connection wants to be served at the end of the turn.
   void touch(std::shared_ptr<Connection> connection);
   void remove(Connection& connection);
@@ -65,31 +59,44 @@ class IoThread {
   std::span<unsigned char> read_buffer() { return m_read_buffer; }
 
  private:
+  using Task = std::function<void()>;
+
   void run();
+  // Runs f, and then lets the connections that were touched write and read. Everything here runs in a turn, so that
+  // what one turn has to say to a client goes out in one piece.
+  template <class Function>
+  void turn(Function f) {
+    f();
+    serve_touched();
+  }
+  // On any thread: f runs in a turn of this one.
+  void post(Task f);
+  void run_tasks();
   void take_mail();
   void serve_touched();
-  void wait_for_sweep();
   void sweep();
 
   FrontDoorContext& m_context;
   WorkerPool& m_workers;
-  asio::io_context m_io{1};
-  asio::executor_work_guard<asio::io_context::executor_type> m_work{m_io.get_executor()};
-  asio::steady_timer m_sweep_timer{m_io};
-  std::chrono::milliseconds m_sweep_interval;
+  const std::chrono::milliseconds m_sweep_interval;
+  Poller m_poller;
   std::thread m_thread;
 
-  QZ_Mutex m_mail_mutex;                                        // guards m_mail
+  QZ_Mutex m_mail_mutex;                                        // guards the two members below
   std::vector<RequestRecord*> m_mail GUARDED_BY(m_mail_mutex);  // noticed on other threads; one reference each
+  std::vector<Task> m_tasks GUARDED_BY(m_mail_mutex);
 
+  QZ_Giop::Time m_now;
   std::unordered_map<Connection*, std::shared_ptr<Connection>> m_connections;
+  // Until the events are done with that were waiting at the same time as theirs.
+  std::vector<std::shared_ptr<Connection>> m_removed;
   std::vector<std::shared_ptr<Connection>> m_touched;
   std::vector<RequestRecord*> m_taken_mail;  // kept for its capacity
   std::vector<RequestRecord*> m_free;
   std::vector<unsigned char> m_read_buffer;
   RequestList m_orphans;
-  bool m_in_turn = false;
   bool m_closing = false;
+  bool m_stopped = false;
 };
 
 }  // namespace QZ_Binding

@@ -15,7 +15,7 @@ using tcp = asio::ip::tcp;
 constexpr auto RETRY_TIME = std::chrono::milliseconds(100);
 
 // IPv4 first: a name like localhost stands for both, and most references are resolved over IPv4.
-std::vector<tcp::endpoint> resolve(const ListenerConfig& config, asio::io_context& io) {
+std::vector<tcp::endpoint> resolve(const ListenerConfig& config, const tcp::acceptor::executor_type& io) {
   tcp::resolver resolver(io);
   const auto results = resolver.resolve(config.host, std::to_string(config.port), tcp::resolver::passive);
   std::vector<tcp::endpoint> endpoints;
@@ -28,35 +28,25 @@ std::vector<tcp::endpoint> resolve(const ListenerConfig& config, asio::io_contex
 }
 
 // Clients that come over IPv4 to an IPv6 socket count as what they are.
-asio::ip::address peer_address(const tcp::socket& socket) {
+tcp::endpoint peer_of(const tcp::socket& socket) {
   std::error_code ignored;
-  auto address = socket.remote_endpoint(ignored).address();
-  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
-    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
-  }
-  return address;
+  const tcp::endpoint peer = socket.remote_endpoint(ignored);
+  const auto address = peer.address();
+  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return peer;
+  return {asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()), peer.port()};
 }
 
 }  // namespace
 
-Listener::Listener(FrontDoorContext& context, const ListenerConfig& config, IoThread& thread,
+Listener::Listener(FrontDoorContext& context, const ListenerConfig& config, asio::io_context& io,
                    std::function<IoThread&()> choose)
-    : m_thread(thread),
-      m_context(context),
-      m_config(config),
-      m_choose(std::move(choose)),
-      m_acceptor(thread.io()),
-      m_retry_timer(thread.io()) {}
-
-asio::io_context& Listener::io() {
-  return m_thread.io();
-}
+    : m_context(context), m_config(config), m_choose(std::move(choose)), m_acceptor(io), m_retry_timer(io) {}
 
 void Listener::open() {
   const std::string name = m_config.host + ":" + std::to_string(m_config.port);
   std::error_code error = asio::error::host_not_found;
   try {
-    for (const tcp::endpoint& endpoint : resolve(m_config, io())) {
+    for (const tcp::endpoint& endpoint : resolve(m_config, m_acceptor.get_executor())) {
       m_acceptor.open(endpoint.protocol(), error);
       if (!error) m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
       if (!error) m_acceptor.bind(endpoint, error);
@@ -85,23 +75,22 @@ void Listener::close() {
 }
 
 void Listener::accept() {
-  IoThread& thread = m_choose();
-  m_acceptor.async_accept(thread.io(), [this, &thread](const std::error_code& error, tcp::socket socket) {
+  m_acceptor.async_accept([this](const std::error_code& error, tcp::socket socket) {
     if (!m_acceptor.is_open()) return;
     if (error && error != asio::error::connection_aborted) return retry_later(error);
-    if (!error) serve(thread, std::move(socket));
+    if (!error) serve(std::move(socket));
     accept();
   });
 }
 
-void Listener::serve(IoThread& thread, tcp::socket socket) {
-  const auto peer = peer_address(socket);
+void Listener::serve(tcp::socket socket) {
+  const tcp::endpoint peer = peer_of(socket);
   FrontDoorCounters& counters = m_context.counters;
   const auto report = [&](const FrontDoorMsg& message, std::size_t limit) {
     m_context.reporter.report_seldom(
-        message, [&]() -> std::vector<std::string> { return {peer.to_string(), std::to_string(limit)}; });
+        message, [&]() -> std::vector<std::string> { return {peer.address().to_string(), std::to_string(limit)}; });
   };
-  switch (m_context.connections.enter(peer, m_context.config)) {
+  switch (m_context.connections.enter(peer.address(), m_context.config)) {
     case ConnectionCount::Verdict::TOO_MANY:
       ++counters.connections_refused;
       report(CONNECTION_LIMIT_MSG, m_context.config.max_connections);
@@ -113,7 +102,7 @@ void Listener::serve(IoThread& thread, tcp::socket socket) {
     case ConnectionCount::Verdict::ADMITTED:
       ++counters.connections_accepted;
       ++counters.connections_open;
-      thread.adopt(std::move(socket), peer, m_config.roles);
+      m_choose().adopt(StreamSocket(socket.release()), peer, m_config.roles);
   }
 }
 

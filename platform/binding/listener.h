@@ -1,5 +1,6 @@
 #pragma once
 
+#include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 #include <functional>
@@ -11,11 +12,11 @@ namespace QZ_Binding {
 
 class IoThread;
 
-// One port on which clients are accepted. Belongs to the IoThread that it is made with.
+// One port on which clients are accepted. Belongs to the thread that runs the io_context, unless marked otherwise.
 class Listener {
  public:
   // choose: which thread serves the next connection.
-  Listener(FrontDoorContext& context, const ListenerConfig& config, IoThread& thread,
+  Listener(FrontDoorContext& context, const ListenerConfig& config, asio::io_context& io,
            std::function<IoThread&()> choose);
 
   // For the front door's owner, before start: takes the port. std::system_error when it cannot be had.
@@ -23,18 +24,16 @@ class Listener {
   // Where it listens: as configured, with the actual port.
   QZ_IOR::Address address() const { return {m_config.host, m_port}; }
   bool published() const { return m_config.published; }
-  asio::io_context& io();
   // Begins to accept. std::system_error.
   void start();
-  // Accepts nothing more. In the thread, or when that does not run.
+  // Accepts nothing more. In its thread, or when that does not run.
   void close();
 
  private:
   void accept();
-  void serve(IoThread& thread, asio::ip::tcp::socket socket);
+  void serve(asio::ip::tcp::socket socket);
   void retry_later(const std::error_code& error);
 
-  IoThread& m_thread;
   FrontDoorContext& m_context;
   const ListenerConfig& m_config;
   const std::function<IoThread&()> m_choose;
