@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/base/thread_number.h"
+
 // Counts on many threads without their cores waiting for each other: each adds to a cell that few others use, and
 // reading adds the cells up. Safe from any thread; a reader sees everything that happened before.
 class StripedCounter {
@@ -29,12 +31,8 @@ class StripedCounter {
     std::atomic<std::uint64_t> value{0};
   };
 
-  void add(std::uint64_t amount) { m_cells[own_cell()].value.fetch_add(amount, std::memory_order_release); }
-
-  static std::size_t own_cell() {
-    static std::atomic<std::size_t> threads{0};
-    thread_local const std::size_t cell = threads.fetch_add(1, std::memory_order_relaxed) % CELLS;
-    return cell;
+  void add(std::uint64_t amount) {
+    m_cells[thread_number() % CELLS].value.fetch_add(amount, std::memory_order_release);
   }
 
   std::array<Cell, CELLS> m_cells;

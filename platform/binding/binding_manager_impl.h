@@ -50,6 +50,12 @@ class BindingManagerImpl : public virtual QZ_Binding::BindingManager, public QZ_
   // Where a request with this key goes: the longest registered prefix; null when there is none. A key without octets
   // goes to a domain's (two-segment) prefix.
   std::shared_ptr<const Route> find_route(Octets key) const { return m_routes->find(key); }
+  // f(const QZ_IOR::IOREndpointImpl&, rest of the key) for a request that is forwarded without its interceptor
+  // (ServerBinding::forward_to); else nothing, and false. f must be short and must not call anything that locks.
+  template <class Function>
+  bool with_forward(Octets key, Function f) const {
+    return m_routes->with_forward(key, f);
+  }
   // The target of a name for callers that have one of the roles; nil when there is none. The caller releases it.
   QZ_IOR::IOR_ptr find_name(Octets key, std::span<const int> roles) const { return m_names.find(key, roles); }
 

@@ -86,6 +86,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void report_pause(const FrontDoorMsg& message, FrontDoorCounters::Counter& counter, std::size_t value);
 
   void take_request(const QZ_Giop::RequestHeader& header, Time now);
+  // Answers without a record what needs neither an interceptor nor time; false: it does need them.
+  bool forward_at_once(const QZ_Giop::RequestHeader& header);
   void dispatch(RequestRecord& record);
   void submit(RequestRecord& record);
   void leave_lane(RequestRecord& record);

@@ -66,12 +66,13 @@ const char* text_of(QZ_Giop::MessageFault fault) {
 void Connection::take_request(const QZ_Giop::RequestHeader& header, Time now) {
   FrontDoorCounters& counters = m_context.counters;
   ++(header.locate ? counters.locate_requests : counters.requests);
-  if (header.response_expected && m_by_id.contains(header.request_id)) {
+  if (header.response_expected && !m_by_id.empty() && m_by_id.contains(header.request_id)) {
     return end_by_message_error("request id " + std::to_string(header.request_id) + " used again before its answer");
   }
+  const bool key_too_long = header.key.size() > m_context.config.max_key_size;
+  if (!key_too_long && forward_at_once(header)) return;
 
   RequestRecord& record = m_thread.new_record();
-  const bool key_too_long = header.key.size() > m_context.config.max_key_size;
   QZ_Giop::RequestHeader kept = header;
   if (key_too_long) kept.key = {};
   record.begin(shared_from_this(), kept, now);
@@ -85,6 +86,22 @@ void Connection::take_request(const QZ_Giop::RequestHeader& header, Time now) {
   record.refuse(CORBA::IMP_LIMIT(NO_MINOR, CORBA::COMPLETED_NO));
   record.mark(RequestRecord::RETURNED);
   record.finish();
+}
+
+bool Connection::forward_at_once(const QZ_Giop::RequestHeader& header) {
+  // A request does not overtake those for the same endpoint that are with the worker pool.
+  if (!header.response_expected || !m_admits_clients || !m_lanes.empty()) return false;
+  const bool forwarded = m_context.manager.with_forward(
+      header.key, [&](const QZ_IOR::IOREndpointImpl& endpoint, std::span<const unsigned char> rest) {
+        const QZ_Giop::ReplyTo to{header.version, header.little_endian, header.request_id};
+        const std::size_t start = QZ_Giop::begin_forward(m_output, to, header.locate, false);
+        endpoint.append_ior(m_output, header.little_endian, {}, rest);
+        QZ_Giop::end_message(m_output, start);
+      });
+  if (!forwarded) return false;
+  ++m_context.counters.forwards;
+  touch();
+  return true;
 }
 
 void Connection::dispatch(RequestRecord& record) {

@@ -1,20 +1,13 @@
 #include "platform/binding/prefix_routes.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "platform/binding/key_segments.h"
 
 namespace QZ_Binding {
 
-namespace {
-
-std::string_view as_text(std::span<const unsigned char> octets) {
-  return {reinterpret_cast<const char*>(octets.data()), octets.size()};
-}
-
-// ends[n]: where segment n of the key ends. How many segments there are, up to MAX_SEGMENTS.
-std::size_t find_segments(std::span<const unsigned char> key,
-                          std::array<std::size_t, PrefixRoutes::MAX_SEGMENTS>& ends) {
+std::size_t PrefixRoutes::find_segments(Octets key, SegmentEnds& ends) {
   std::size_t count = 0;
   for (std::size_t position = 0; count < ends.size(); ++count) {
     const auto segment = key_segment_at(key, position);
@@ -24,9 +17,8 @@ std::size_t find_segments(std::span<const unsigned char> key,
   return count;
 }
 
-// The number of segments of a registered prefix, which holds nothing else.
-std::size_t segments_of(std::string_view prefix) {
-  std::array<std::size_t, PrefixRoutes::MAX_SEGMENTS> ends;
+std::size_t PrefixRoutes::segments_of(std::string_view prefix) {
+  SegmentEnds ends;
   const std::size_t count = find_segments({reinterpret_cast<const unsigned char*>(prefix.data()), prefix.size()}, ends);
   if (count == 0 || ends[count - 1] != prefix.size()) {
     throw std::invalid_argument("a key prefix must be 1 to 4 whole segments");
@@ -34,13 +26,11 @@ std::size_t segments_of(std::string_view prefix) {
   return count;
 }
 
-}  // namespace
-
 bool PrefixRoutes::add(const std::shared_ptr<const Route>& route) {
-  Table& table = m_tables[segments_of(route->prefix()) - 1];
-  const bool added = table.routes.update(route->prefix(), [&](std::shared_ptr<const Route>& place) {
-    if (place) return false;
-    place = route;
+  Table& table = table_of(*route);
+  const bool added = table.routes.update(route->prefix(), [&](Entry& place) {
+    if (place.route) return false;
+    place.route = route;
     return true;
   });
   if (added) ++table.size;
@@ -48,25 +38,25 @@ bool PrefixRoutes::add(const std::shared_ptr<const Route>& route) {
 }
 
 void PrefixRoutes::remove(const Route& route) {
-  Table& table = m_tables[segments_of(route.prefix()) - 1];
-  const auto removed = table.routes.remove_if(
-      route.prefix(), [&](const std::shared_ptr<const Route>& there) { return there.get() == &route; });
-  if (removed) --table.size;
+  Table& table = table_of(route);
+  const Entry removed =
+      table.routes.remove_if(route.prefix(), [&](const Entry& there) { return there.route.get() == &route; });
+  if (removed.route) --table.size;
+}
+
+void PrefixRoutes::set_forward(const Route& route, QZ_IOR::IOREndpointImpl* endpoint) {
+  QZ_IOR::IOREndpoint_var replaced = QZ_IOR::IOREndpoint::_duplicate(endpoint);  // what is old goes outside of the lock
+  table_of(route).routes.update_if_there(route.prefix(), [&](Entry& place) {
+    if (place.route.get() != &route) return;
+    std::swap(place.forward_owner, replaced);
+    place.forward = endpoint;
+  });
 }
 
 std::shared_ptr<const Route> PrefixRoutes::find(Octets key) const {
   constexpr std::size_t DOMAIN_SEGMENTS = 2;
-  if (key.empty()) return m_tables[DOMAIN_SEGMENTS - 1].routes.any();
-
-  std::array<std::size_t, MAX_SEGMENTS> ends;
-  for (std::size_t count = find_segments(key, ends); count > 0; --count) {
-    const Table& table = m_tables[count - 1];
-    if (table.size.load(std::memory_order_relaxed) == 0) continue;
-    auto found = table.routes.read(as_text(key.first(ends[count - 1])),
-                                   [](const std::shared_ptr<const Route>& route) { return route; });
-    if (found) return found;
-  }
-  return nullptr;
+  if (key.empty()) return m_tables[DOMAIN_SEGMENTS - 1].routes.any().route;
+  return visit_longest(key, [](const Entry& entry, Octets) { return entry.route; });
 }
 
 }  // namespace QZ_Binding

@@ -7,9 +7,11 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "platform/binding/route.h"
 #include "platform/binding/sharded_map.h"
+#include "platform/orb/ior_endpoint_impl.h"
 
 namespace QZ_Binding {
 
@@ -26,14 +28,60 @@ class PrefixRoutes {
   // Does nothing when another route has the prefix by now, or none.
   void remove(const Route& route);
 
+  // Where requests of the route are forwarded without its interceptor; nil: nowhere. Adds a reference. Does nothing
+  // when another route has the prefix by now, or none.
+  void set_forward(const Route& route, QZ_IOR::IOREndpointImpl* endpoint);
+
   // The longest prefix wins; null when none fits. An empty key goes to some route of two segments.
   std::shared_ptr<const Route> find(Octets key) const;
 
+  // f(const QZ_IOR::IOREndpointImpl&, what follows the prefix in the key) where the longest prefix is shorter than the
+  // key and its route has a forward; else nothing, and false. f must be short and must not call anything that locks.
+  template <class Function>
+  bool with_forward(Octets key, Function f) const {
+    return visit_longest(key, [&](const Entry& entry, Octets rest) {
+      if (!entry.forward || rest.empty()) return false;
+      f(*entry.forward, rest);
+      return true;
+    });
+  }
+
  private:
+  struct Entry {
+    std::shared_ptr<const Route> route;
+    QZ_IOR::IOREndpoint_var forward_owner;
+    const QZ_IOR::IOREndpointImpl* forward = nullptr;  // the same; null for nowhere
+  };
   struct Table {
-    ShardedMap<std::shared_ptr<const Route>> routes;
+    ShardedMap<Entry> routes;
     std::atomic<std::size_t> size{0};  // lets a look-up pass over a table without routes
   };
+  using SegmentEnds = std::array<std::size_t, MAX_SEGMENTS>;
+
+  // ends[n]: where segment n of the key ends. How many segments there are, up to MAX_SEGMENTS.
+  static std::size_t find_segments(Octets key, SegmentEnds& ends);
+  // The number of segments of a registered prefix, which holds nothing else. std::invalid_argument.
+  static std::size_t segments_of(std::string_view prefix);
+  Table& table_of(const Route& route) { return m_tables[segments_of(route.prefix()) - 1]; }
+
+  // f(const Entry&, what follows the prefix in the key) for the longest prefix; an empty result when there is none.
+  template <class Function>
+  auto visit_longest(Octets key, Function f) const -> decltype(f(std::declval<const Entry&>(), key)) {
+    SegmentEnds ends;
+    for (std::size_t count = find_segments(key, ends); count > 0; --count) {
+      const Table& table = m_tables[count - 1];
+      if (table.size.load(std::memory_order_relaxed) == 0) continue;
+      const std::size_t end = ends[count - 1];
+      const std::string_view prefix(reinterpret_cast<const char*>(key.data()), end);
+      bool found = false;
+      auto result = table.routes.read(prefix, [&](const Entry& entry) {
+        found = true;
+        return f(entry, key.subspan(end));
+      });
+      if (found) return result;
+    }
+    return {};
+  }
 
   std::array<Table, MAX_SEGMENTS> m_tables;  // [n - 1]: prefixes of n segments
 };

@@ -65,14 +65,9 @@ void RequestRecord::forward(QZ_IOR::IOR_ptr target, bool permanent) {
     ++counters.oneway_forwards_lost;
   } else {
     ++counters.forwards;
-    using namespace QZ_Giop;
-    const std::size_t start =
-        m_locate ? begin_locate_reply(m_reply, m_to,
-                                      permanent ? LocateStatus::OBJECT_FORWARD_PERM : LocateStatus::OBJECT_FORWARD)
-                 : begin_reply(m_reply, m_to,
-                               permanent ? ReplyStatus::LOCATION_FORWARD_PERM : ReplyStatus::LOCATION_FORWARD);
+    const std::size_t start = QZ_Giop::begin_forward(m_reply, m_to, m_locate, permanent);
     ior->append_to(m_reply, m_to.little_endian);
-    end_message(m_reply, start);
+    QZ_Giop::end_message(m_reply, start);
   }
   mark(ANSWERED);
 }

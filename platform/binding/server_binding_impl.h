@@ -18,6 +18,7 @@ class ServerBindingImpl : public virtual QZ_Binding::ServerBinding, public QZ_CO
   ServerBindingImpl(std::shared_ptr<PrefixRoutes> routes, std::shared_ptr<Route> route);
 
   void destroy() override;
+  void forward_to(QZ_IOR::IOREndpoint_ptr endpoint) override;
 
  protected:
   ~ServerBindingImpl() override;

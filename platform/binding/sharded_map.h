@@ -9,52 +9,61 @@
 #include <unordered_map>
 #include <utility>
 
-#include "platform/base/qz_shared_mutex.h"
+#include "platform/base/qz_striped_mutex.h"
 
 namespace QZ_Binding {
 
-// Split over many small tables with a lock each, so that look-ups of different keys seldom meet. Functions that are
-// passed in run under such a lock: they must be short and must not call anything that locks.
+// Split over many small tables, so that readers do not wait long while one grows. Functions that are passed in run
+// under the map's lock: they must be short and must not call anything that locks.
 template <class Value>
 class ShardedMap {
  public:
   // f(Value&) on the value of the key, which is made where there is none.
   template <class Function>
   auto update(std::string_view key, Function f) {
+    const QZ_WriteLock lock(m_mutex);
     Shard& shard = shard_of(key);
-    const QZ_WriteLock lock(shard.mutex);
-    auto found = shard.map.find(key);
-    if (found == shard.map.end()) found = shard.map.emplace(key, Value()).first;
+    auto found = shard.find(key);
+    if (found == shard.end()) found = shard.emplace(key, Value()).first;
     return f(found->second);
+  }
+
+  // f(Value&) where the key has a value.
+  template <class Function>
+  void update_if_there(std::string_view key, Function f) {
+    const QZ_WriteLock lock(m_mutex);
+    Shard& shard = shard_of(key);
+    const auto found = shard.find(key);
+    if (found != shard.end()) f(found->second);
   }
 
   // Removes the value of the key where condition(const Value&) says so, and returns it; else an empty Value.
   template <class Condition>
   Value remove_if(std::string_view key, Condition condition) {
+    const QZ_WriteLock lock(m_mutex);
     Shard& shard = shard_of(key);
-    const QZ_WriteLock lock(shard.mutex);
-    const auto found = shard.map.find(key);
-    if (found == shard.map.end() || !condition(std::as_const(found->second))) return Value();
+    const auto found = shard.find(key);
+    if (found == shard.end() || !condition(std::as_const(found->second))) return Value();
     Value value = std::move(found->second);
-    shard.map.erase(found);
+    shard.erase(found);
     return value;
   }
 
   // f(const Value&) where the key has a value; else an empty result.
   template <class Function>
   auto read(std::string_view key, Function f) const -> decltype(f(std::declval<const Value&>())) {
+    const QZ_ReadLock lock(m_mutex);
     const Shard& shard = shard_of(key);
-    const QZ_ReadLock lock(shard.mutex);
-    const auto found = shard.map.find(key);
-    if (found == shard.map.end()) return {};
+    const auto found = shard.find(key);
+    if (found == shard.end()) return {};
     return f(found->second);
   }
 
   // Some value, in no order; an empty one when there is none.
   Value any() const {
+    const QZ_ReadLock lock(m_mutex);
     for (const Shard& shard : m_shards) {
-      const QZ_ReadLock lock(shard.mutex);
-      if (!shard.map.empty()) return shard.map.begin()->second;
+      if (!shard.empty()) return shard.begin()->second;
     }
     return Value();
   }
@@ -64,18 +73,16 @@ class ShardedMap {
     using is_transparent = void;
     std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
   };
-  struct alignas(64) Shard {
-    mutable QZ_SharedMutex mutex;
-    std::unordered_map<std::string, Value, Hash, std::equal_to<>> map GUARDED_BY(mutex);
-  };
+  using Shard = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
   static constexpr std::size_t SHARDS = 64;
 
   // The map uses the hash's low bits.
   static std::size_t index_of(std::string_view key) { return (Hash()(key) >> 48) % SHARDS; }
-  Shard& shard_of(std::string_view key) { return m_shards[index_of(key)]; }
-  const Shard& shard_of(std::string_view key) const { return m_shards[index_of(key)]; }
+  Shard& shard_of(std::string_view key) REQUIRES(m_mutex) { return m_shards[index_of(key)]; }
+  const Shard& shard_of(std::string_view key) const REQUIRES_SHARED(m_mutex) { return m_shards[index_of(key)]; }
 
-  std::array<Shard, SHARDS> m_shards;
+  mutable QZ_StripedMutex m_mutex;
+  std::array<Shard, SHARDS> m_shards GUARDED_BY(m_mutex);
 };
 
 }  // namespace QZ_Binding

@@ -150,6 +150,7 @@ void ActiveEndpoint::install_interceptor() {
   QZ_MutexLock lock(m_rep->mutex);
   m_rep->server_binding =
       m_rep->binding_manager->register_interceptor(m_rep->id, interceptor, QZ_Binding::DISPATCH_INLINE);
+  m_rep->requests.bind(m_rep->server_binding);
 }
 
 void ActiveEndpoint::undo_construction(bool with_mirror) noexcept {

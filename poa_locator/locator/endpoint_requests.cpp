@@ -43,12 +43,25 @@ void EndpointRequests::handle(RequestInfoBase& request, const CORBA::OctetSeq& i
   request.set_forward_ior(ior);
 }
 
+void EndpointRequests::bind(QZ_Binding::ServerBinding_ptr binding) {
+  QZ_MutexLock lock(m_mutex);
+  if (m_end) return;
+  m_binding = QZ_Binding::ServerBinding::_duplicate(binding);
+  tell_binding();
+}
+
+void EndpointRequests::tell_binding() {
+  if (CORBA::is_nil(m_binding)) return;
+  m_binding->forward_to(CORBA::is_nil(m_dynamic_state) ? QZ_IOR::IOREndpoint::_nil() : m_ior_endpoint.in());
+}
+
 EndpointRequests::Pending EndpointRequests::publish(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,
                                                     QZ_IOR::IOREndpoint_ptr ior_endpoint) {
   QZ_MutexLock lock(m_mutex);
   if (m_end) return {};
   m_dynamic_state = EndpointDynamicState::_duplicate(dynamic_state);
   m_ior_endpoint = QZ_IOR::IOREndpoint::_duplicate(ior_endpoint);
+  tell_binding();
   return CORBA::is_nil(m_dynamic_state) ? Pending() : std::exchange(m_pending, {});
 }
 
@@ -72,6 +85,8 @@ void EndpointRequests::end(const CORBA::SystemException& outcome) {
     if (!m_end) m_end.reset(CORBA::Exception::_duplicate(&outcome));
     m_dynamic_state = EndpointDynamicState::_nil();
     m_ior_endpoint = QZ_IOR::IOREndpoint::_nil();
+    tell_binding();
+    m_binding = QZ_Binding::ServerBinding::_nil();
     pending.swap(m_pending);
   }
   fail(pending, outcome);

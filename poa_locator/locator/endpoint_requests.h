@@ -1,10 +1,12 @@
 // What a request for one active endpoint needs: where the POA runs, who waits until it does, and how it ended.
 //
-// Front-door threads come here for every request, so nothing in this class waits: its mutex is a leaf that is held for
-// a few instructions and never while a request is answered. Safe from any thread.
+// Front-door threads come here with requests, so nothing in this class waits: its mutex is held for a few instructions
+// and never while a request is answered, and only the front door's routes are locked inside of it. Safe from any
+// thread.
 #pragma once
 
 #include <poa_persistent_server.hh>
+#include <qz_binding.hh>
 #include <qz_ior.hh>
 
 #include <memory>
@@ -22,6 +24,10 @@ class EndpointRequests {
   // endpoint's end. id: the octets with which the POA's object keys begin at the locator. INV_OBJREF 0x515A0C00 when
   // the POA runs and the key is not longer than that.
   void handle(RequestInfoBase& request, const CORBA::OctetSeq& id);
+
+  // The front door's binding of the endpoint: while the POA runs it forwards by itself, and only requests for which
+  // that is not enough come here. Duplicated; kept until the end.
+  void bind(QZ_Binding::ServerBinding_ptr binding);
 
   // The POA runs from now on; both references are duplicated. Whoever has waited is the caller's to answer.
   // Nothing is changed when the endpoint has ended.
@@ -45,6 +51,8 @@ class EndpointRequests {
  private:
   static constexpr std::size_t SMALLEST_SWEEP = 64;
 
+  // What the front door does with requests follows the state.
+  void tell_binding() REQUIRES(m_mutex);
   static void fail(Pending& pending, const CORBA::SystemException& outcome);
   // Clients that come and go while a POA does not run leave requests behind, which would add up.
   Pending take_abandoned() REQUIRES(m_mutex);
@@ -55,5 +63,6 @@ class EndpointRequests {
   std::size_t m_sweep_size GUARDED_BY(m_mutex) = SMALLEST_SWEEP;
   QZ_POA_PersistentServer::EndpointDynamicState_var m_dynamic_state GUARDED_BY(m_mutex);
   QZ_IOR::IOREndpoint_var m_ior_endpoint GUARDED_BY(m_mutex);
+  QZ_Binding::ServerBinding_var m_binding GUARDED_BY(m_mutex);
   std::unique_ptr<CORBA::Exception> m_end GUARDED_BY(m_mutex);  // null until the endpoint has ended
 };

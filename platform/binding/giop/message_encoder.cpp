@@ -62,6 +62,13 @@ std::size_t begin_locate_reply(Buffer& out, const ReplyTo& to, LocateStatus stat
   return start;
 }
 
+std::size_t begin_forward(Buffer& out, const ReplyTo& to, bool locate, bool permanent) {
+  if (locate) {
+    return begin_locate_reply(out, to, permanent ? LocateStatus::OBJECT_FORWARD_PERM : LocateStatus::OBJECT_FORWARD);
+  }
+  return begin_reply(out, to, permanent ? ReplyStatus::LOCATION_FORWARD_PERM : ReplyStatus::LOCATION_FORWARD);
+}
+
 void append_system_exception(Buffer& out, std::size_t start, bool little_endian, std::string_view repository_id,
                              std::uint32_t minor, std::uint32_t completion) {
   append_ulong(out, little_endian, static_cast<std::uint32_t>(repository_id.size() + 1));

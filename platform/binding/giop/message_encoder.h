@@ -45,6 +45,9 @@ struct ReplyTo {
 std::size_t begin_reply(Buffer& out, const ReplyTo& to, ReplyStatus status);
 std::size_t begin_locate_reply(Buffer& out, const ReplyTo& to, LocateStatus status);
 
+// Of either kind; an IOR is its body.
+std::size_t begin_forward(Buffer& out, const ReplyTo& to, bool locate, bool permanent);
+
 // completion: 0 yes, 1 no, 2 maybe.
 void append_system_exception(Buffer& out, std::size_t start, bool little_endian, std::string_view repository_id,
                              std::uint32_t minor, std::uint32_t completion);

@@ -116,6 +116,7 @@ TEST_F(ActiveEndpointTest, AMirrorThatCannotBeRemovedIsReportedAndTheDestruction
 class StuckBinding : public virtual QZ_Binding::ServerBinding, public QZ_CORBA::RefCountedLocalObject {
  public:
   void destroy() override { throw CORBA::INTERNAL(7, CORBA::COMPLETED_NO); }
+  void forward_to(QZ_IOR::IOREndpoint_ptr) override {}
 };
 
 TEST_F(ActiveEndpointTest, AStepOfTheDestructionThatFailsIsReportedAndTheOthersAreTaken) {
