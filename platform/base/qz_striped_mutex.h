@@ -18,10 +18,10 @@ class CAPABILITY("shared mutex") QZ_StripedMutex {
   void unlock() RELEASE() {
     for (Stripe& stripe : m_stripes) stripe.mutex.unlock();
   }
-  void lock_shared() ACQUIRE_SHARED() { own_stripe().lock(); }
-  void unlock_shared() RELEASE_SHARED() { own_stripe().unlock(); }
 
  private:
+  friend class QZ_ReadLock;
+
   struct alignas(64) Stripe {
     std::mutex mutex;
   };
@@ -46,11 +46,11 @@ class SCOPED_CAPABILITY QZ_WriteLock {
 // The same as a reader.
 class SCOPED_CAPABILITY QZ_ReadLock {
  public:
-  explicit QZ_ReadLock(QZ_StripedMutex& mutex) ACQUIRE_SHARED(mutex) : m_mutex(mutex) { m_mutex.lock_shared(); }
-  ~QZ_ReadLock() RELEASE() { m_mutex.unlock_shared(); }
+  explicit QZ_ReadLock(QZ_StripedMutex& mutex) ACQUIRE_SHARED(mutex) : m_stripe(mutex.own_stripe()) { m_stripe.lock(); }
+  ~QZ_ReadLock() RELEASE() { m_stripe.unlock(); }
   QZ_ReadLock(const QZ_ReadLock&) = delete;
   QZ_ReadLock& operator=(const QZ_ReadLock&) = delete;
 
  private:
-  QZ_StripedMutex& m_mutex;
+  std::mutex& m_stripe;
 };

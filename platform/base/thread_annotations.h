@@ -18,7 +18,6 @@
 #define ACQUIRE(...) QZ_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define ACQUIRE_SHARED(...) QZ_THREAD_ATTRIBUTE(acquire_shared_capability(__VA_ARGS__))
 #define RELEASE(...) QZ_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
-#define RELEASE_SHARED(...) QZ_THREAD_ATTRIBUTE(release_shared_capability(__VA_ARGS__))
 #define TRY_ACQUIRE(...) QZ_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define EXCLUDES(...) QZ_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define RETURN_CAPABILITY(x) QZ_THREAD_ATTRIBUTE(lock_returned(x))

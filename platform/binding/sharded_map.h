@@ -20,17 +20,19 @@ class ShardedMap {
  public:
   // f(Value&) on the value of the key, which is made where there is none.
   template <class Function>
-  auto update(std::string_view key, Function f) {
+  auto update(std::string_view text, Function f) {
+    const HashedKey key(text);
     const QZ_WriteLock lock(m_mutex);
     Shard& shard = shard_of(key);
     auto found = shard.find(key);
-    if (found == shard.end()) found = shard.emplace(key, Value()).first;
+    if (found == shard.end()) found = shard.emplace(text, Value()).first;
     return f(found->second);
   }
 
   // f(Value&) where the key has a value.
   template <class Function>
-  void update_if_there(std::string_view key, Function f) {
+  void update_if_there(std::string_view text, Function f) {
+    const HashedKey key(text);
     const QZ_WriteLock lock(m_mutex);
     Shard& shard = shard_of(key);
     const auto found = shard.find(key);
@@ -39,7 +41,8 @@ class ShardedMap {
 
   // Removes the value of the key where condition(const Value&) says so, and returns it; else an empty Value.
   template <class Condition>
-  Value remove_if(std::string_view key, Condition condition) {
+  Value remove_if(std::string_view text, Condition condition) {
+    const HashedKey key(text);
     const QZ_WriteLock lock(m_mutex);
     Shard& shard = shard_of(key);
     const auto found = shard.find(key);
@@ -51,7 +54,8 @@ class ShardedMap {
 
   // f(const Value&) where the key has a value; else an empty result.
   template <class Function>
-  auto read(std::string_view key, Function f) const -> decltype(f(std::declval<const Value&>())) {
+  auto read(std::string_view text, Function f) const -> decltype(f(std::declval<const Value&>())) {
+    const HashedKey key(text);
     const QZ_ReadLock lock(m_mutex);
     const Shard& shard = shard_of(key);
     const auto found = shard.find(key);
@@ -69,17 +73,30 @@ class ShardedMap {
   }
 
  private:
+  // A key whose hash is known, so that it is taken once for the shard and the table.
+  struct HashedKey {
+    explicit HashedKey(std::string_view key) : text(key), hash(std::hash<std::string_view>()(key)) {}
+    std::string_view text;
+    std::size_t hash;
+  };
   struct Hash {
     using is_transparent = void;
-    std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
+    std::size_t operator()(const HashedKey& key) const { return key.hash; }
+    std::size_t operator()(const std::string& key) const { return std::hash<std::string_view>()(key); }
   };
-  using Shard = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
+  struct Equal {
+    using is_transparent = void;
+    bool operator()(const std::string& a, const std::string& b) const { return a == b; }
+    bool operator()(const HashedKey& a, const std::string& b) const { return a.text == b; }
+    bool operator()(const std::string& a, const HashedKey& b) const { return a == b.text; }
+  };
+  using Shard = std::unordered_map<std::string, Value, Hash, Equal>;
   static constexpr std::size_t SHARDS = 64;
 
-  // The map uses the hash's low bits.
-  static std::size_t index_of(std::string_view key) { return (Hash()(key) >> 48) % SHARDS; }
-  Shard& shard_of(std::string_view key) REQUIRES(m_mutex) { return m_shards[index_of(key)]; }
-  const Shard& shard_of(std::string_view key) const REQUIRES_SHARED(m_mutex) { return m_shards[index_of(key)]; }
+  // The table uses the hash's low bits.
+  static std::size_t index_of(const HashedKey& key) { return (key.hash >> 48) % SHARDS; }
+  Shard& shard_of(const HashedKey& key) REQUIRES(m_mutex) { return m_shards[index_of(key)]; }
+  const Shard& shard_of(const HashedKey& key) const REQUIRES_SHARED(m_mutex) { return m_shards[index_of(key)]; }
 
   mutable QZ_StripedMutex m_mutex;
   std::array<Shard, SHARDS> m_shards GUARDED_BY(m_mutex);

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <span>
 
+#include "platform/binding/giop/number.h"
+
 namespace QZ_Giop {
 
 // Reading past the octets at hand, or anything malformed, fails the reader; from then on every read gives nothing.
@@ -24,11 +26,23 @@ class BodyReader {
   std::size_t needed() const { return m_needed; }
   void fail() { m_malformed = true; }
 
-  std::uint8_t read_octet();
+  std::uint8_t read_octet() {
+    const Octets octet = read_octets(1);
+    return octet.empty() ? 0 : octet[0];
+  }
   bool read_boolean();
-  std::uint16_t read_ushort();
-  std::uint32_t read_ulong();
-  Octets read_octets(std::size_t count);
+  std::uint16_t read_ushort() { return read_number<std::uint16_t>(); }
+  std::uint32_t read_ulong() { return read_number<std::uint32_t>(); }
+  Octets read_octets(std::size_t count) {
+    if (!ok()) return {};
+    if (m_position > m_octets.size() || m_octets.size() - m_position < count) {
+      m_needed = m_position + count;
+      return {};
+    }
+    const Octets result = m_octets.subspan(m_position, count);
+    m_position += count;
+    return result;
+  }
   // So many octets must follow at least. Told beforehand, they are not asked for one after the other.
   void require(std::uint64_t count);
   Octets read_octet_seq() { return read_octets(read_ulong()); }
@@ -37,8 +51,21 @@ class BodyReader {
 
  private:
   template <class Unsigned>
-  Unsigned read_number();
-  void align(std::size_t alignment);
+  Unsigned read_number() {
+    if (!ok()) return 0;
+    align(sizeof(Unsigned));
+    // Who aligns fragments by themselves does not break a number across two.
+    if (!m_starts.empty() && m_starts.front() < m_position + sizeof(Unsigned)) fail();
+    const Octets octets = read_octets(sizeof(Unsigned));
+    return octets.empty() ? 0 : number_at<Unsigned>(octets.data(), m_little_endian);
+  }
+  // The body begins twelve octets behind the message, and a fragment's contents twelve behind the fragment; so for
+  // alignments up to 4 counting from the contents is the same.
+  void align(std::size_t alignment) {
+    if (!m_starts.empty()) return align_in_fragment(alignment);
+    m_position += (m_fragment - m_position) % alignment;
+  }
+  void align_in_fragment(std::size_t alignment);
   // Notes which fragment the position is in.
   void enter_fragment();
 

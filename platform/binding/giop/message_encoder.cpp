@@ -1,7 +1,9 @@
 #include "platform/binding/giop/message_encoder.h"
 
-#include <algorithm>
 #include <array>
+#include <cstring>
+
+#include "platform/binding/giop/number.h"
 
 namespace QZ_Giop {
 
@@ -10,15 +12,10 @@ namespace {
 constexpr std::size_t SIZE_POSITION = 8;
 constexpr std::size_t FLAGS_POSITION = 6;
 
-std::array<unsigned char, 4> octets_of(bool little_endian, std::uint32_t value) {
-  std::array<unsigned char, 4> octets;
-  for (unsigned i = 0; i < 4; ++i) octets[i] = static_cast<unsigned char>(value >> 8 * i);
-  if (!little_endian) std::reverse(octets.begin(), octets.end());
-  return octets;
-}
-
 void append_ulong(Buffer& out, bool little_endian, std::uint32_t value) {
-  const auto octets = octets_of(little_endian, value);
+  std::array<unsigned char, 4> octets;
+  const std::uint32_t ordered = in_byte_order(value, little_endian);
+  std::memcpy(octets.data(), &ordered, sizeof ordered);
   out.insert(out.end(), octets.begin(), octets.end());
 }
 
@@ -27,12 +24,18 @@ void align(Buffer& out, std::size_t start, std::size_t alignment) {
   if (excess != 0) out.resize(out.size() + alignment - excess);
 }
 
-std::size_t begin_message(Buffer& out, Version version, bool little_endian, MessageType type) {
+// With the numbers that its body begins with, all in one piece.
+template <std::size_t NUMBERS>
+std::size_t begin_message(Buffer& out, Version version, bool little_endian, MessageType type,
+                          const std::array<std::uint32_t, NUMBERS>& numbers) {
   const std::size_t start = out.size();
-  const unsigned char octets[] = {
-      'G', 'I', 'O', 'P', version.major, version.minor, little_endian, static_cast<unsigned char>(type),
-      0,   0,   0,   0};  // the size
-  out.insert(out.end(), std::begin(octets), std::end(octets));
+  std::array<unsigned char, MESSAGE_HEADER_SIZE + NUMBERS * sizeof(std::uint32_t)> octets{
+      'G', 'I', 'O', 'P', version.major, version.minor, little_endian, static_cast<unsigned char>(type)};
+  for (std::size_t i = 0; i < NUMBERS; ++i) {
+    const std::uint32_t ordered = in_byte_order(numbers[i], little_endian);
+    std::memcpy(octets.data() + MESSAGE_HEADER_SIZE + i * sizeof ordered, &ordered, sizeof ordered);
+  }
+  out.insert(out.end(), octets.begin(), octets.end());
   return start;
 }
 
@@ -42,24 +45,17 @@ std::size_t begin_reply(Buffer& out, const ReplyTo& to, ReplyStatus status) {
   const bool old = to.version.minor < 2;
   if (old && status == ReplyStatus::LOCATION_FORWARD_PERM) status = ReplyStatus::LOCATION_FORWARD;
   constexpr std::uint32_t NO_CONTEXTS = 0;
-
-  const std::size_t start = begin_message(out, to.version, to.little_endian, MessageType::REPLY);
-  if (old) append_ulong(out, to.little_endian, NO_CONTEXTS);
-  append_ulong(out, to.little_endian, to.request_id);
-  append_ulong(out, to.little_endian, static_cast<std::uint32_t>(status));
-  if (!old) {
-    append_ulong(out, to.little_endian, NO_CONTEXTS);
-    align(out, start, 8);
-  }
-  return start;
+  const auto code = static_cast<std::uint32_t>(status);
+  if (old)
+    return begin_message<3>(out, to.version, to.little_endian, MessageType::REPLY, {NO_CONTEXTS, to.request_id, code});
+  // Behind the twelve octets of the message header these twelve end at a multiple of 8.
+  return begin_message<3>(out, to.version, to.little_endian, MessageType::REPLY, {to.request_id, code, NO_CONTEXTS});
 }
 
 std::size_t begin_locate_reply(Buffer& out, const ReplyTo& to, LocateStatus status) {
   if (to.version.minor < 2 && status == LocateStatus::OBJECT_FORWARD_PERM) status = LocateStatus::OBJECT_FORWARD;
-  const std::size_t start = begin_message(out, to.version, to.little_endian, MessageType::LOCATE_REPLY);
-  append_ulong(out, to.little_endian, to.request_id);
-  append_ulong(out, to.little_endian, static_cast<std::uint32_t>(status));
-  return start;
+  return begin_message<2>(out, to.version, to.little_endian, MessageType::LOCATE_REPLY,
+                          {to.request_id, static_cast<std::uint32_t>(status)});
 }
 
 std::size_t begin_forward(Buffer& out, const ReplyTo& to, bool locate, bool permanent) {
@@ -81,17 +77,17 @@ void append_system_exception(Buffer& out, std::size_t start, bool little_endian,
 
 void end_message(Buffer& out, std::size_t start) {
   unsigned char* message = out.data() + start;
-  const bool little_endian = message[FLAGS_POSITION] != 0;
-  const auto size = octets_of(little_endian, static_cast<std::uint32_t>(out.size() - start - MESSAGE_HEADER_SIZE));
-  std::copy(size.begin(), size.end(), message + SIZE_POSITION);
+  const auto size = static_cast<std::uint32_t>(out.size() - start - MESSAGE_HEADER_SIZE);
+  const std::uint32_t ordered = in_byte_order(size, message[FLAGS_POSITION] != 0);
+  std::memcpy(message + SIZE_POSITION, &ordered, sizeof ordered);
 }
 
 void append_message_error(Buffer& out, Version version, bool little_endian) {
-  begin_message(out, version, little_endian, MessageType::MESSAGE_ERROR);
+  begin_message<0>(out, version, little_endian, MessageType::MESSAGE_ERROR, {});
 }
 
 void append_close_connection(Buffer& out, Version version, bool little_endian) {
-  begin_message(out, version, little_endian, MessageType::CLOSE_CONNECTION);
+  begin_message<0>(out, version, little_endian, MessageType::CLOSE_CONNECTION, {});
 }
 
 }  // namespace QZ_Giop

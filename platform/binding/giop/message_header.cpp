@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/binding/giop/number.h"
+
 namespace QZ_Giop {
 
 namespace {
@@ -38,11 +40,7 @@ MessageFault parse_message_header(std::span<const unsigned char, MESSAGE_HEADER_
   header.type = static_cast<MessageType>(octets[7]);
   if (header.more_fragments && !may_be_fragmented(header)) return MessageFault::FLAGS;
 
-  header.size = 0;
-  for (unsigned i = 0; i < 4; ++i) {
-    const unsigned shift = 8 * (header.little_endian ? i : 3 - i);
-    header.size |= static_cast<std::uint32_t>(octets[8 + i]) << shift;
-  }
+  header.size = number_at<std::uint32_t>(octets.data() + 8, header.little_endian);
   return MessageFault::NONE;
 }
 
