@@ -30,13 +30,16 @@ QZ_Handle<StorageObject> HomeContext::make_object(long long seq) {
   return object;
 }
 
+QZ_Handle<StorageObject> HomeContext::object_of(const Fields& row) {
+  QZ_Handle<StorageObject> object = make_object(row[0].number);
+  object->m_fields.assign(row.begin() + 1, row.end());
+  object->m_loaded_at = changes();
+  return object;
+}
+
 QZ_Handle<StorageObject> HomeContext::find(const std::string& key) {
   QZ_Handle<StorageObject> object;
-  m_unit->execute(m_table.find, {text_field(key)}, [&](const Fields& row) {
-    object = make_object(row[0].number);
-    object->m_fields.assign(row.begin() + 1, row.end());
-    object->m_loaded_at = changes();
-  });
+  m_unit->execute(m_table.find, {text_field(key)}, [&](const Fields& row) { object = object_of(row); });
   return object;
 }
 
@@ -107,9 +110,10 @@ long long HomeContext::number_of_records() {
   return number;
 }
 
-std::vector<long long> HomeContext::page(long long after) {
-  std::vector<long long> result;
-  m_unit->execute(m_table.page, {number_field(after)}, [&](const Fields& row) { result.push_back(row[0].number); });
+std::vector<QZ_Handle<StorageObject>> HomeContext::page(long long& after) {
+  std::vector<QZ_Handle<StorageObject>> result;
+  m_unit->execute(m_table.page, {number_field(after)}, [&](const Fields& row) { result.push_back(object_of(row)); });
+  if (!result.empty()) after = result.back()->m_seq;
   return result;
 }
 

@@ -142,8 +142,7 @@ void ActiveEndpointRegistry::load() {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(m_home_type_id));
   while (rows->next()) {
-    const CORBA::Any_var row = rows->value(1);
-    ActiveEndpointDataRef data = ActiveEndpointDataRef::from_any(row, association);
+    ActiveEndpointDataRef data = ActiveEndpointDataRef::from_row(*rows);
     ActiveEndpoint endpoint(m_locator, data);
     QZ_MutexLock lock(m_mutex);
     impl_insert(std::move(endpoint));
