@@ -55,12 +55,12 @@ ActiveEndpoint::~ActiveEndpoint() = default;
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id, const char* orb_name)
     : m_rep(new ActiveEndpointRep(locator, id)) {
   EndpointRegistry& repository = locator.impl_poa_imr().impl_endpoint_registry();
-  m_rep->imr_entry = repository.find(id);
-  if (!m_rep->imr_entry.is_null() && m_rep->imr_entry.persistent()) {
-    const QZ_String owner = m_rep->imr_entry.orb_name();
+  const Endpoint entry = repository.find(id);
+  if (!entry.is_null() && entry.persistent()) {
+    const QZ_String owner = entry.orb_name();
     if (!owner.empty() && owner != orb_name) throw ServerRegistry::InvalidOrbName(orb_name);
   } else {
-    m_rep->imr_entry = repository.on_demand_create(id, orb_name);
+    repository.on_demand_create(id, orb_name);
   }
   m_rep->orb_name = orb_name;
   bool mirrored = false;
@@ -77,10 +77,10 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id)
     : m_rep(new ActiveEndpointRep(locator, id)) {
-  m_rep->imr_entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
-  if (m_rep->imr_entry.is_null() || !m_rep->imr_entry.persistent())
+  const Endpoint entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
+  if (entry.is_null() || !entry.persistent())
     throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
-  m_rep->orb_name = m_rep->imr_entry.orb_name();
+  m_rep->orb_name = entry.orb_name();
   bool mirrored = false;
   try {
     if (!m_rep->orb_name.empty()) join_orb(false);
@@ -102,7 +102,6 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data)
     : m_rep(new ActiveEndpointRep(locator, data->id())) {
   m_rep->orb_name = data->orb();
-  m_rep->imr_entry = locator.impl_poa_imr().impl_endpoint_registry().find(m_rep->id);
   const QZ_POA_PersistentServer::EndpointDynamicState_var state = data->remote_endpoint();
   const CORBA::Object_var reference = data->proto_direct_ior();
   const QZ_IOR::IOR_var ior = m_rep->binding_manager->object_to_ior(reference);
@@ -193,7 +192,7 @@ QZ_POAIMRAdmin::FullyQualifiedName* ActiveEndpoint::full_name() const {
 }
 
 Endpoint ActiveEndpoint::endpoint() const {
-  return m_rep->imr_entry;
+  return m_rep->locator.impl_poa_imr().impl_endpoint_registry().find(m_rep->id);
 }
 
 POAActiveORBImpl* ActiveEndpoint::orb() const {

@@ -54,7 +54,7 @@ class ActiveEndpoint {
   const char* name() const;
   // The caller deletes it.
   QZ_POAIMRAdmin::FullyQualifiedName* full_name() const;
-  // Null when the repository has no entry.
+  // Looked up in the repository; null when it has no entry.
   Endpoint endpoint() const;
   // Null when none; the caller removes the reference.
   POAActiveORBImpl* orb() const;

@@ -9,7 +9,6 @@
 #include "platform/base/qz_mutex.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/ref_count_handle.h"
-#include "poa_locator/imr/endpoint.h"
 #include "poa_locator/locator/endpoint_requests.h"
 #include "poa_locator/locator/poa_active_orb_impl.h"
 
@@ -27,7 +26,6 @@ struct ActiveEndpointRep : public QZ_Body {
   QZ_Binding::BindingManager_var binding_manager;
   QZ_String orb_name;
   RefCountHandle<POAActiveORBImpl> active_orb;
-  Endpoint imr_entry;
   EndpointRequests requests;
   // The mirror has been removed together with others', and its owner need not do so.
   std::atomic<bool> mirror_removed{false};

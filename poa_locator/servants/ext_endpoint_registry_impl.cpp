@@ -7,6 +7,8 @@
 #include "platform/orb/initial_reference.h"
 #include "platform/orb/vendor_policy.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
+#include "poa_locator/imr/endpoint_registry.h"
+#include "poa_locator/imr/poa_imr_impl.h"
 #include "poa_locator/locator/active_endpoint_registry.h"
 #include "poa_locator/locator/poa_active_orb_impl.h"
 #include "poa_locator/locator/server_call.h"
@@ -114,7 +116,7 @@ CORBA::Object_ptr ExternalEndpointRegistryImpl::add_locked(const Registration& r
     CORBA::Object_var locator_reference = locator_reference_of(registration.id);
     endpoint.set_dynamic_state(registration.dynamic_state, ior);
     undo = true;
-    Endpoint entry = endpoint.endpoint();
+    Endpoint entry(m_locator.impl_poa_imr().impl_endpoint_registry(), registration.id);
     const CORBA::ULong number = entry.creation_seq_nbr() + 1;
     entry.creation_seq_nbr(number);
     creation_seq_nbr = number;
