@@ -1,10 +1,19 @@
 #include "platform/pss/home_context.h"
 
 #include <charconv>
+#include <string_view>
 
 #include "platform/pss/raise.h"
 
 namespace QZ_PSS {
+
+namespace {
+
+[[noreturn]] void raise_unreadable() {
+  raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored object reference cannot be read");
+}
+
+}  // namespace
 
 using CosPersistentState::StorageHomeBase;
 using CosPersistentState::StorageObject;
@@ -156,7 +165,19 @@ CORBA::Object_ptr HomeContext::object_from(const std::string& text) const {
   try {
     return the_orb->string_to_object(text.c_str());
   } catch (const CORBA::SystemException&) {
-    raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored object reference cannot be read");
+    raise_unreadable();
+  }
+}
+
+QZ_CORBA::PackedReference HomeContext::packed_from(const std::string& text) {
+  constexpr std::string_view PREFIX = "IOR:";
+  if (text.empty()) return {};
+  if (!text.starts_with(PREFIX)) raise_unreadable();
+  const CORBA::OctetSeq octets = from_hex(text.substr(PREFIX.size()));
+  try {
+    return QZ_CORBA::PackedReference({octets.get_buffer(), octets.length()});
+  } catch (const CORBA::SystemException&) {
+    raise_unreadable();
   }
 }
 

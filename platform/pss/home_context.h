@@ -56,6 +56,7 @@ class HomeContext : public std::enable_shared_from_this<HomeContext> {
   // Stored object references: stringified, empty for nil.
   std::string object_text(CORBA::Object_ptr object) const;
   CORBA::Object_ptr object_from(const std::string& text) const;
+  static QZ_CORBA::PackedReference packed_from(const std::string& text);
 
   [[noreturn]] static void raise_gone();
 

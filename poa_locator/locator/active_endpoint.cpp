@@ -78,8 +78,7 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id)
     : m_rep(new ActiveEndpointRep(locator, id)) {
   const Endpoint entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
-  if (entry.is_null() || !entry.persistent())
-    throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
+  if (entry.is_null() || !entry.persistent()) throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
   m_rep->orb_name = entry.orb_name();
   bool mirrored = false;
   try {
@@ -102,15 +101,13 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data)
     : m_rep(new ActiveEndpointRep(locator, data->id())) {
   m_rep->orb_name = data->orb();
-  const QZ_POA_PersistentServer::EndpointDynamicState_var state = data->remote_endpoint();
-  const CORBA::Object_var reference = data->proto_direct_ior();
-  const QZ_IOR::IOR_var ior = m_rep->binding_manager->object_to_ior(reference);
+  const QZ_IOR::IOR_var ior = data->packed_proto_direct_ior().ior();
   QZ_IOR::IOREndpoint_var ior_endpoint;
   if (!CORBA::is_nil(ior)) {
     CORBA::OctetSeq_var key;
     ior_endpoint = ior->split(key.out());
   }
-  m_rep->requests.publish(state, ior_endpoint);
+  m_rep->requests.publish(data->packed_remote_endpoint(), ior_endpoint);
   try {
     if (!m_rep->orb_name.empty()) join_orb(false);
     install_interceptor();
@@ -248,7 +245,8 @@ void ActiveEndpoint::set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicS
   const QZ_IOR::IOREndpoint_var ior_endpoint = ior->split(key.out());
   // A request that is forwarded must find the same after a restart, so the record comes first.
   write_mirror(state, ior_endpoint);
-  RequestResponseThread::answer(m_rep->locator, *this, m_rep->requests.publish(state, ior_endpoint));
+  RequestResponseThread::answer(m_rep->locator, *this,
+                                m_rep->requests.publish(QZ_CORBA::PackedReference(state), ior_endpoint));
 }
 
 void ActiveEndpoint::clear_dynamic_state() {
