@@ -356,7 +356,7 @@ void ActiveEndpoint::detach() {
   m_rep->requests.end(destroyed());
 }
 
-CORBA::Boolean ActiveEndpoint::validate() {
+CORBA::Boolean ActiveEndpoint::validate() const {
   const bool valid = m_rep->requests.is_running();
   report(m_rep->locator.impl_event_log(),
          valid ? POALocEvent::ACTIVE_ENDPOINT_VALID : POALocEvent::ACTIVE_ENDPOINT_INVALID, QZ_Logging::INFORMATION,

@@ -95,7 +95,7 @@ class ActiveEndpoint {
   void detach();
 
   // Whether a restored endpoint still counts, that is, has a state. Asks no server.
-  CORBA::Boolean validate();
+  CORBA::Boolean validate() const;
 
   // Writes state and reference to the mirror. OBJECT_NOT_EXIST 0x515A0C05 when that fails.
   void update_persis_data();
