@@ -12,12 +12,8 @@ ServerBindingImpl::~ServerBindingImpl() {
 }
 
 void ServerBindingImpl::destroy() {
-  std::shared_ptr<Route> route;  // released last, outside of the lock: the interceptor may go with it
-  {
-    QZ_MutexLock lock(m_mutex);
-    route = std::move(m_route);
-    if (!route) return;
-  }
+  if (m_destroyed.exchange(true)) return;
+  const std::shared_ptr<Route> route = std::move(m_route);  // released last: the interceptor may go with it
   // In this order, so that whoever is refused by the closed route does not find it again.
   m_routes->remove(*route);
   route->close();

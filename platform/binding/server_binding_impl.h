@@ -2,9 +2,9 @@
 
 #include <qz_binding.hh>
 
+#include <atomic>
 #include <memory>
 
-#include "platform/base/qz_mutex.h"
 #include "platform/binding/prefix_routes.h"
 #include "platform/orb/ref_counted_local_object.h"
 
@@ -24,9 +24,8 @@ class ServerBindingImpl : public virtual QZ_Binding::ServerBinding, public QZ_CO
 
  private:
   const std::shared_ptr<PrefixRoutes> m_routes;
-
-  QZ_Mutex m_mutex;                                    // guards the route
-  std::shared_ptr<Route> m_route GUARDED_BY(m_mutex);  // null once destroyed, which cuts cycles through the interceptor
+  std::shared_ptr<Route> m_route;  // taken away by whoever destroys it, which cuts cycles through the interceptor
+  std::atomic<bool> m_destroyed{false};
 };
 
 }  // namespace QZ_Binding
