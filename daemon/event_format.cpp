@@ -1,8 +1,8 @@
 #include "daemon/event_format.h"
 
+#include <spdlog/fmt/fmt.h>
 #include <algorithm>
-#include <cstdio>
-#include <ctime>
+
 #include <nlohmann/json.hpp>
 #include <qz_logging.hh>
 
@@ -19,42 +19,46 @@ std::string without_trailing_breaks(std::string text) {
   return text;
 }
 
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    const auto octet = static_cast<unsigned char>(c);
-    if (c == '\n') {
-      result += "\\n";
-    } else if (c == '\\') {
-      result += "\\\\";
-    } else if (octet < 0x20 || octet == 0x7F) {
-      char code[5];
-      std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned>(octet));
-      result += code;
-    } else {
-      result += c;
-    }
+bool is_plain(char c) {
+  const auto octet = static_cast<unsigned char>(c);
+  return octet >= 0x20 && octet != 0x7F && c != '\\';
+}
+
+std::string escape_of(char c) {
+  if (c == '\n') return "\\n";
+  if (c == '\\') return "\\\\";
+  return fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+}
+
+// Nearly every text is plain as a whole.
+void append_escaped(std::string& line, const std::string& text) {
+  for (auto next = text.begin(); next != text.end(); ++next) {
+    const auto special = std::find_if_not(next, text.end(), is_plain);
+    line.append(next, special);
+    if (special == text.end()) return;
+    line += escape_of(*special);
+    next = special;
   }
-  return result;
 }
 
 }  // namespace
 
 std::string substitute(const std::string& text, const std::vector<std::string>& parameters) {
   std::string result;
-  for (std::size_t i = 0; i < text.size();) {
-    std::size_t end = i + 1;
+  for (std::size_t begin = 0;;) {
+    const std::size_t percent = std::min(text.find('%', begin), text.size());
+    result.append(text, begin, percent - begin);
+    if (percent == text.size()) return result;
+    std::size_t end = percent + 1;
     std::size_t index = 0;
-    if (text[i] == '%')
-      for (; end < text.size() && is_digit(text[end]) && index <= parameters.size(); ++end)
-        index = index * 10 + static_cast<std::size_t>(text[end] - '0');
-    if (end > i + 1 && index < parameters.size())
+    for (; end < text.size() && is_digit(text[end]) && index <= parameters.size(); ++end)
+      index = index * 10 + static_cast<std::size_t>(text[end] - '0');
+    if (end > percent + 1 && index < parameters.size())
       result += parameters[index];
     else
-      result.append(text, i, end - i);
-    i = end;
+      result.append(text, percent, end - percent);
+    begin = end;
   }
-  return result;
 }
 
 std::string priority_name(std::uint32_t priority) {
@@ -71,16 +75,12 @@ std::string priority_name(std::uint32_t priority) {
 }
 
 std::string time_text(std::chrono::system_clock::time_point time) {
-  const auto since = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch());
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
-  const std::time_t whole = static_cast<std::time_t>(seconds.count());
-  std::tm parts{};
-  gmtime_r(&whole, &parts);
-  char date[32];
-  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &parts);
-  char text[48];
-  std::snprintf(text, sizeof text, "%s.%06lldZ", date, static_cast<long long>((since - seconds).count()));
-  return text;
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(std::chrono::floor<std::chrono::microseconds>(time - day));
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}Z", static_cast<int>(date.year()),
+                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), clock.hours().count(),
+                     clock.minutes().count(), clock.seconds().count(), clock.subseconds().count());
 }
 
 std::string message_of(const Event& event) {
@@ -88,8 +88,11 @@ std::string message_of(const Event& event) {
 }
 
 std::string text_line(const Event& event) {
-  return time_text(event.time) + " " + priority_name(event.priority) + " " + escaped(event.subsystem) + " " +
-         std::to_string(event.id) + " " + escaped(message_of(event));
+  std::string line = time_text(event.time) + " " + priority_name(event.priority) + " ";
+  append_escaped(line, event.subsystem);
+  line += " " + std::to_string(event.id) + " ";
+  append_escaped(line, message_of(event));
+  return line;
 }
 
 std::string json_line(const Event& event) {

@@ -24,8 +24,7 @@ void for_each_record(QZ_PSS::TxSessionAssociation& association, Use use) {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute("select ref(h) from " + std::string(Home::TYPE_ID) + " h");
   while (rows->next()) {
-    const CORBA::Any_var row = rows->value(1);
-    const auto record = QZ_PSS::StorageRef<typename Home::Data>::from_any(row.in(), association);
+    const auto record = QZ_PSS::StorageRef<typename Home::Data>::from_row(*rows);
     use(record.deref());
   }
 }

@@ -29,8 +29,9 @@ CORBA::OctetSeq from_hex(const std::string& text) {
   if (text.size() % 2 != 0) raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored identifier has half an octet");
   CORBA::OctetSeq octets;
   octets.length(static_cast<CORBA::ULong>(text.size() / 2));
+  CORBA::Octet* next = octets.get_buffer();
   for (std::size_t i = 0; i < text.size(); i += 2)
-    octets[static_cast<CORBA::ULong>(i / 2)] = static_cast<CORBA::Octet>(digit(text[i]) << 4 | digit(text[i + 1]));
+    *next++ = static_cast<CORBA::Octet>(digit(text[i]) << 4 | digit(text[i + 1]));
   return octets;
 }
 

@@ -1,10 +1,19 @@
 #include "platform/pss/home_context.h"
 
 #include <charconv>
+#include <string_view>
 
 #include "platform/pss/raise.h"
 
 namespace QZ_PSS {
+
+namespace {
+
+[[noreturn]] void raise_unreadable() {
+  raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored object reference cannot be read");
+}
+
+}  // namespace
 
 using CosPersistentState::StorageHomeBase;
 using CosPersistentState::StorageObject;
@@ -30,13 +39,16 @@ QZ_Handle<StorageObject> HomeContext::make_object(long long seq) {
   return object;
 }
 
+QZ_Handle<StorageObject> HomeContext::object_of(const Fields& row) {
+  QZ_Handle<StorageObject> object = make_object(row[0].number);
+  object->m_fields.assign(row.begin() + 1, row.end());
+  object->m_loaded_at = changes();
+  return object;
+}
+
 QZ_Handle<StorageObject> HomeContext::find(const std::string& key) {
   QZ_Handle<StorageObject> object;
-  m_unit->execute(m_table.find, {text_field(key)}, [&](const Fields& row) {
-    object = make_object(row[0].number);
-    object->m_fields.assign(row.begin() + 1, row.end());
-    object->m_loaded_at = changes();
-  });
+  m_unit->execute(m_table.find, {text_field(key)}, [&](const Fields& row) { object = object_of(row); });
   return object;
 }
 
@@ -107,9 +119,10 @@ long long HomeContext::number_of_records() {
   return number;
 }
 
-std::vector<long long> HomeContext::page(long long after) {
-  std::vector<long long> result;
-  m_unit->execute(m_table.page, {number_field(after)}, [&](const Fields& row) { result.push_back(row[0].number); });
+std::vector<QZ_Handle<StorageObject>> HomeContext::page(long long& after) {
+  std::vector<QZ_Handle<StorageObject>> result;
+  m_unit->execute(m_table.page, {number_field(after)}, [&](const Fields& row) { result.push_back(object_of(row)); });
+  if (!result.empty()) after = result.back()->m_seq;
   return result;
 }
 
@@ -152,7 +165,19 @@ CORBA::Object_ptr HomeContext::object_from(const std::string& text) const {
   try {
     return the_orb->string_to_object(text.c_str());
   } catch (const CORBA::SystemException&) {
-    raise<CORBA::PERSIST_STORE>(MINOR_BAD_RECORD, "a stored object reference cannot be read");
+    raise_unreadable();
+  }
+}
+
+QZ_CORBA::PackedReference HomeContext::packed_from(const std::string& text) {
+  constexpr std::string_view PREFIX = "IOR:";
+  if (text.empty()) return {};
+  if (!text.starts_with(PREFIX)) raise_unreadable();
+  const CORBA::OctetSeq octets = from_hex(text.substr(PREFIX.size()));
+  try {
+    return QZ_CORBA::PackedReference({octets.get_buffer(), octets.length()});
+  } catch (const CORBA::SystemException&) {
+    raise_unreadable();
   }
 }
 

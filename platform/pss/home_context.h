@@ -46,8 +46,8 @@ class HomeContext : public std::enable_shared_from_this<HomeContext> {
   void append(long long seq, std::size_t member, const std::string& item);
   bool remove(long long seq, std::size_t member, const std::string& item);
   long long number_of_records();
-  // The sequence numbers that follow, in order; empty at the end.
-  std::vector<long long> page(long long after);
+  // The records that follow, with their members, in order; empty at the end. after moves on to the last of them.
+  std::vector<QZ_Handle<CosPersistentState::StorageObject>> page(long long& after);
 
   // Stored references: "<number of the home>:<sequence number>", empty for nil.
   std::string reference_text(long long seq) const;
@@ -56,10 +56,13 @@ class HomeContext : public std::enable_shared_from_this<HomeContext> {
   // Stored object references: stringified, empty for nil.
   std::string object_text(CORBA::Object_ptr object) const;
   CORBA::Object_ptr object_from(const std::string& text) const;
+  static QZ_CORBA::PackedReference packed_from(const std::string& text);
 
   [[noreturn]] static void raise_gone();
 
  private:
+  // row: sequence number and members.
+  QZ_Handle<CosPersistentState::StorageObject> object_of(const Fields& row);
   CORBA::ORB_ptr orb() const;
   void insert_items(long long seq, std::size_t member, const std::vector<std::string>& items);
   long long write(const Sql& sql, const Fields& params, const RowHandler& on_row = {});

@@ -109,7 +109,9 @@ HomeTable::HomeTable(std::string a_home_type_id, long long a_number, std::string
   }
   find = {"select seq, " + columns + " from " + name + " where " + key + " = :value", "t", "n" + letters};
   load = {"select seq, " + columns + " from " + name + " where seq = :seq", "n", "n" + letters};
-  page = {"select seq from " + name + " where seq > :seq order by seq limit " + std::to_string(PAGE_ROWS), "n", "n"};
+  page = {
+      "select seq, " + columns + " from " + name + " where seq > :seq order by seq limit " + std::to_string(PAGE_ROWS),
+      "n", "n" + letters};
   count = {"select count(*) from " + name, "", "n"};
   insert = {"insert into " + name + " (" + columns + ") values (" + places + ") on conflict (" + key +
                 ") do nothing returning seq",

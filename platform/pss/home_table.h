@@ -42,7 +42,7 @@ class HomeTable {
   // Rows are: seq, then a column for each member; a list member's column holds the number of its elements.
   Sql find;                   // key -> row
   Sql load;                   // seq -> row
-  Sql page;                   // seq -> seq of the following records
+  Sql page;                   // seq -> rows of the following records
   Sql count;                  // -> number of records
   Sql insert;                 // members -> seq; no row when the key is taken
   Sql destroy;                // seq

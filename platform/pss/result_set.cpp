@@ -18,7 +18,6 @@ bool ResultSet::next() {
       close();
       return false;
     }
-    m_last = m_page.back();
   }
   ++m_position;
   return true;
@@ -26,10 +25,14 @@ bool ResultSet::next() {
 
 CORBA::Any* ResultSet::value(int column) const {
   if (column != 1) raise<CORBA::BAD_PARAM>(MINOR_BAD_COLUMN, minor_text(MINOR_BAD_COLUMN));
-  if (!m_context || m_position == 0) raise<CORBA::BAD_INV_ORDER>(MINOR_NO_ROW, minor_text(MINOR_NO_ROW));
   CORBA::Any_var any = new CORBA::Any;
-  any.inout() <<= m_context->make_object(m_page[m_position - 1])->to_reference();
+  any.inout() <<= record()->to_reference();
   return any._retn();
+}
+
+const QZ_Handle<CosPersistentState::StorageObject>& ResultSet::record() const {
+  if (!m_context || m_position == 0) raise<CORBA::BAD_INV_ORDER>(MINOR_NO_ROW, minor_text(MINOR_NO_ROW));
+  return m_page[m_position - 1];
 }
 
 void ResultSet::close() {

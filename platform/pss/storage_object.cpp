@@ -35,6 +35,10 @@ CORBA::Object_ptr StorageObject::object_field(const QZ_PSS::Member& member) cons
   return m_context->object_from(field(member).text);
 }
 
+QZ_CORBA::PackedReference StorageObject::packed_field(const QZ_PSS::Member& member) const {
+  return QZ_PSS::HomeContext::packed_from(field(member).text);
+}
+
 std::vector<std::string> StorageObject::list(const QZ_PSS::Member& member) const {
   return m_context->read_list(m_seq, m_context->table().type.index_of(member));
 }

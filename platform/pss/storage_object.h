@@ -21,6 +21,7 @@
 
 #include "platform/base/qz_body.h"
 #include "platform/base/qz_handle.h"
+#include "platform/orb/packed_reference.h"
 #include "platform/pss/field.h"
 #include "platform/pss/member.h"
 #include "platform/pss/pss_errors.h"
@@ -70,6 +71,11 @@ class StorageObject : public QZ_Body {
   typename I::_ptr_type get(const QZ_PSS::ObjectReference<I>& member) const {
     CORBA::Object_var object = object_field(member);
     return I::_unchecked_narrow(object);
+  }
+  // The same without the ORB's object.
+  template <class I>
+  QZ_CORBA::PackedReference get_packed(const QZ_PSS::ObjectReference<I>& member) const {
+    return packed_field(member);
   }
   // In the order in which the elements were added.
   template <class Seq>
@@ -135,6 +141,7 @@ class StorageObject : public QZ_Body {
   const QZ_PSS::Field& field(const QZ_PSS::Member& member) const;
   QZ_Handle<StorageObject> referred(const QZ_PSS::Member& member) const;
   CORBA::Object_ptr object_field(const QZ_PSS::Member& member) const;
+  QZ_CORBA::PackedReference packed_field(const QZ_PSS::Member& member) const;
   std::vector<std::string> list(const QZ_PSS::Member& member) const;
   void set_field(const QZ_PSS::Member& member, QZ_PSS::Field value);
   void set_object(const QZ_PSS::Member& member, CORBA::Object_ptr value);

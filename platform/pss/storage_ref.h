@@ -6,6 +6,7 @@
 #include <concepts>
 
 #include "platform/base/qz_handle.h"
+#include "platform/pss/result_set.h"
 #include "platform/pss/session.h"
 #include "platform/pss/storage_object.h"
 #include "platform/pss/tx_session_association.h"
@@ -35,6 +36,9 @@ class StorageRef {
   static StorageRef from_any(const CORBA::Any& value, TxSessionAssociation& association) {
     return checked(association.session().resolve(value));
   }
+  // The record of the result set's current row, as it was read with the row. BAD_PARAM with MINOR_BAD_REFERENCE when it
+  // is of another type.
+  static StorageRef from_row(const ResultSet& rows) { return checked(rows.record()); }
   static StorageRef from_reference(const StorageObjectReference& value, TxSessionAssociation& association) {
     return checked(association.session().resolve(value));
   }

@@ -27,15 +27,7 @@ void walk(QZ_PSS::TxSessionAssociation& association, const QZ_String& home_type_
           const std::function<void(const NamespaceData&)>& visit) {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(home_type_id));
-  while (rows->next()) {
-    const CORBA::Any_var row = rows->value(1);
-    const NamespaceDataRef data = NamespaceDataRef::from_any(row.in(), association);
-    try {
-      visit(data.deref());
-    } catch (const CORBA::OBJECT_NOT_EXIST&) {
-      // Removed since its row was read: not in the repository any more.
-    }
-  }
+  while (rows->next()) visit(NamespaceDataRef::from_row(*rows).deref());
 }
 
 }  // namespace

@@ -18,23 +18,19 @@ constexpr CORBA::ULong MAX_ENTRIES = 1000;
 constexpr std::size_t MAX_SIZE = 256 * 1024;
 constexpr std::size_t ENTRY_OVERHEAD = 32;
 
-// False when the record is none of this domain's, or has gone since its row was read.
+// False when the record is none of this domain's.
 bool read_entry(const QZ_PoaImrStore::NamespaceDataRef& data, QZ_IMRAdmin::POAEntry& entry, std::size_t& size) {
-  try {
-    const CORBA::OctetSeq id = data->ep_id();
-    const QZ_POAIMRAdmin::FullyQualifiedName_var name = EndpointIdUtils::id_to_fqpn(id);
-    const CORBA::OctetSeq_var own_id = EndpointIdUtils::id_from_fqpn(name);
-    if (own_id->length() != id.length() || std::memcmp(own_id->get_buffer(), id.get_buffer(), id.length()) != 0)
-      return false;
-    entry.name = name;
-    entry.persistent = data->persistent();
-    entry.allow_dynamic_registration = data->allow_dynamic_registration();
-    entry.orb_name = data->orb().c_str();
-    size += ENTRY_OVERHEAD + id.length() + 8 * name->length() + std::strlen(entry.orb_name);
-    return true;
-  } catch (const CORBA::OBJECT_NOT_EXIST&) {
+  const CORBA::OctetSeq id = data->ep_id();
+  const QZ_POAIMRAdmin::FullyQualifiedName_var name = EndpointIdUtils::id_to_fqpn(id);
+  const CORBA::OctetSeq_var own_id = EndpointIdUtils::id_from_fqpn(name);
+  if (own_id->length() != id.length() || std::memcmp(own_id->get_buffer(), id.get_buffer(), id.length()) != 0)
     return false;
-  }
+  entry.name = name;
+  entry.persistent = data->persistent();
+  entry.allow_dynamic_registration = data->allow_dynamic_registration();
+  entry.orb_name = data->orb().c_str();
+  size += ENTRY_OVERHEAD + id.length() + 8 * name->length() + std::strlen(entry.orb_name);
+  return true;
 }
 
 }  // namespace
@@ -53,10 +49,8 @@ QZ_IMRAdmin::POAEntryList* repository_page(EndpointRegistry& registry, const cha
       last = CORBA::string_dup("");
       break;
     }
-    const CORBA::Any_var row = rows->value(1);
-    const QZ_PSS::StorageObjectReference* reference = nullptr;
-    if (row.in() >>= reference) last = CORBA::string_dup(reference->pid);
-    const auto data = QZ_PoaImrStore::NamespaceDataRef::from_any(row.in(), association);
+    const auto data = QZ_PoaImrStore::NamespaceDataRef::from_row(*rows);
+    last = data.to_reference().pid;
     QZ_IMRAdmin::POAEntry entry;
     if (!read_entry(data, entry, size)) continue;
     page->length(page->length() + 1);

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "platform/orb/exception_text.h"
-#include "platform/orb/initial_reference.h"
 #include "platform/orb/ref_counted_local_object.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
 #include "poa_locator/imr/endpoint_registry.h"
@@ -24,12 +23,6 @@ using ServerRegistry = QZ_POA_PersistentServer::EndpointRegistry;
 
 namespace {
 
-QZ_String last_name(const CORBA::OctetSeq& id) {
-  QZ_POAIMRAdmin::FullyQualifiedName_var names = EndpointIdUtils::id_to_fqpn(id);
-  const CORBA::ULong count = names->length();
-  return count == 0 ? QZ_String() : QZ_String(names[count - 1].in());
-}
-
 CORBA::TRANSIENT destroyed() {
   return CORBA::TRANSIENT(MINOR_ENDPOINT_DESTROYED, CORBA::COMPLETED_NO);
 }
@@ -37,12 +30,12 @@ CORBA::TRANSIENT destroyed() {
 }  // namespace
 
 ActiveEndpointRep::ActiveEndpointRep(POALocatorImpl& core, const CORBA::OctetSeq& endpoint_id)
-    : locator(core),
-      id(endpoint_id),
-      name(last_name(endpoint_id)),
-      full_name(EndpointIdUtils::id_to_fqpn_string(endpoint_id)) {
-  CORBA::ORB_var orb = core._qz_get_orb();
-  binding_manager = initial_reference<QZ_Binding::BindingManager>(orb, "QZ_BindingManager");
+    : locator(core), id(endpoint_id) {
+  full_name();  // raises before anything is done for an id that cannot be reported later
+}
+
+QZ_String ActiveEndpointRep::full_name() const {
+  return EndpointIdUtils::id_to_fqpn_string(id);
 }
 
 ActiveEndpoint::ActiveEndpoint() = default;
@@ -55,19 +48,18 @@ ActiveEndpoint::~ActiveEndpoint() = default;
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id, const char* orb_name)
     : m_rep(new ActiveEndpointRep(locator, id)) {
   EndpointRegistry& repository = locator.impl_poa_imr().impl_endpoint_registry();
-  m_rep->imr_entry = repository.find(id);
-  if (!m_rep->imr_entry.is_null() && m_rep->imr_entry.persistent()) {
-    const QZ_String owner = m_rep->imr_entry.orb_name();
+  const Endpoint entry = repository.find(id);
+  if (!entry.is_null() && entry.persistent()) {
+    const QZ_String owner = entry.orb_name();
     if (!owner.empty() && owner != orb_name) throw ServerRegistry::InvalidOrbName(orb_name);
   } else {
-    m_rep->imr_entry = repository.on_demand_create(id, orb_name);
+    repository.on_demand_create(id, orb_name);
   }
-  m_rep->orb_name = orb_name;
   bool mirrored = false;
   try {
-    join_orb(true);
+    join_orb(orb_name, true);
     mirrored = true;
-    create_mirror();
+    create_mirror(orb_name);
     install_interceptor();
   } catch (...) {
     undo_construction(mirrored);
@@ -77,20 +69,19 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id)
     : m_rep(new ActiveEndpointRep(locator, id)) {
-  m_rep->imr_entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
-  if (m_rep->imr_entry.is_null() || !m_rep->imr_entry.persistent())
-    throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
-  m_rep->orb_name = m_rep->imr_entry.orb_name();
+  const Endpoint entry = locator.impl_poa_imr().impl_endpoint_registry().find(id);
+  if (entry.is_null() || !entry.persistent()) throw CORBA::OBJECT_NOT_EXIST(MINOR_NOT_PERSISTENT, CORBA::COMPLETED_NO);
+  const QZ_String orb_name = entry.orb_name();
   bool mirrored = false;
   try {
-    if (!m_rep->orb_name.empty()) join_orb(false);
+    if (!orb_name.empty()) join_orb(orb_name, false);
     mirrored = true;
-    create_mirror();
+    create_mirror(orb_name);
     try {
       install_interceptor();
     } catch (const CORBA::SystemException& ex) {
       report(locator.impl_event_log(), POALocEvent::ACTIVE_ENDPOINT_INTERCEPTOR_CREATE, QZ_Logging::ERROR_PRIORITY,
-             ACTIVE_ENDPOINT_INTERCEPTOR_CREATE_MSG, {m_rep->full_name.c_str(), QZ_CORBA::to_string(ex).c_str()});
+             ACTIVE_ENDPOINT_INTERCEPTOR_CREATE_MSG, {m_rep->full_name().c_str(), QZ_CORBA::to_string(ex).c_str()});
       throw;
     }
   } catch (...) {
@@ -101,44 +92,41 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data)
     : m_rep(new ActiveEndpointRep(locator, data->id())) {
-  m_rep->orb_name = data->orb();
-  m_rep->imr_entry = locator.impl_poa_imr().impl_endpoint_registry().find(m_rep->id);
-  const QZ_POA_PersistentServer::EndpointDynamicState_var state = data->remote_endpoint();
-  const CORBA::Object_var reference = data->proto_direct_ior();
-  const QZ_IOR::IOR_var ior = m_rep->binding_manager->object_to_ior(reference);
+  const QZ_IOR::IOR_var ior = data->packed_proto_direct_ior().ior();
   QZ_IOR::IOREndpoint_var ior_endpoint;
   if (!CORBA::is_nil(ior)) {
     CORBA::OctetSeq_var key;
     ior_endpoint = ior->split(key.out());
   }
-  m_rep->requests.publish(state, ior_endpoint);
+  m_rep->requests.publish(data->packed_remote_endpoint(), ior_endpoint);
+  const QZ_String orb_name = data->orb();
   try {
-    if (!m_rep->orb_name.empty()) join_orb(false);
+    if (!orb_name.empty()) join_orb(orb_name, false);
     install_interceptor();
   } catch (...) {
     undo_construction(false);
     throw;
   }
   report(locator.impl_event_log(), POALocEvent::ACTIVE_ENDPOINT_LOAD, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_LOAD_MSG,
-         {m_rep->full_name.c_str()});
+         {m_rep->full_name().c_str()});
 }
 
-void ActiveEndpoint::join_orb(bool running) {
+void ActiveEndpoint::join_orb(const QZ_String& orb_name, bool running) {
   // A record that is just being destroyed takes nobody, and has left the table when it says so.
   for (int attempt = 0; attempt < 3; ++attempt) {
-    m_rep->active_orb = m_rep->locator.impl_poa_active_orb_registry().find_or_create(m_rep->orb_name.c_str(), running);
+    m_rep->active_orb = m_rep->locator.impl_poa_active_orb_registry().find_or_create(orb_name.c_str(), running);
     if (m_rep->active_orb->impl_add_active_endpoint(*this)) return;
     m_rep->active_orb = {};
   }
   throw destroyed();
 }
 
-void ActiveEndpoint::create_mirror() {
+void ActiveEndpoint::create_mirror(const QZ_String& orb_name) {
   const auto report_failure = [this](QZ_Logging::EventId id, const char* text) {
-    report(m_rep->locator.impl_event_log(), id, QZ_Logging::ERROR_PRIORITY, text, {m_rep->full_name.c_str()});
+    report(m_rep->locator.impl_event_log(), id, QZ_Logging::ERROR_PRIORITY, text, {m_rep->full_name().c_str()});
   };
   try {
-    if (!ActiveEndpointMirror(m_rep->locator, m_rep->id).create(m_rep->orb_name.c_str()))
+    if (!ActiveEndpointMirror(m_rep->locator, m_rep->id).create(orb_name.c_str()))
       report_failure(POALocEvent::ACTIVE_ENDPOINT_PERSIS_DATA_EXISTS, ACTIVE_ENDPOINT_PERSIS_DATA_EXISTS_MSG);
   } catch (const CORBA::Exception&) {
     report_failure(POALocEvent::ACTIVE_ENDPOINT_PERSIS_DATA_FAILED, ACTIVE_ENDPOINT_PERSIS_DATA_FAILED_MSG);
@@ -148,8 +136,8 @@ void ActiveEndpoint::create_mirror() {
 void ActiveEndpoint::install_interceptor() {
   QZ_Binding::ServerRequestInterceptor_var interceptor = new EndpointInterceptor(m_rep->locator, *this);
   QZ_MutexLock lock(m_rep->mutex);
-  m_rep->server_binding =
-      m_rep->binding_manager->register_interceptor(m_rep->id, interceptor, QZ_Binding::DISPATCH_INLINE);
+  m_rep->server_binding = m_rep->locator.impl_binding_manager_nc()->register_interceptor(m_rep->id, interceptor,
+                                                                                         QZ_Binding::DISPATCH_INLINE);
   m_rep->requests.bind(m_rep->server_binding);
 }
 
@@ -185,8 +173,10 @@ const CORBA::OctetSeq& ActiveEndpoint::id() const {
   return m_rep->id;
 }
 
-const char* ActiveEndpoint::name() const {
-  return m_rep->name.c_str();
+QZ_String ActiveEndpoint::name() const {
+  QZ_POAIMRAdmin::FullyQualifiedName_var names = full_name();
+  const CORBA::ULong count = names->length();
+  return count == 0 ? QZ_String() : QZ_String(names[count - 1].in());
 }
 
 QZ_POAIMRAdmin::FullyQualifiedName* ActiveEndpoint::full_name() const {
@@ -194,7 +184,7 @@ QZ_POAIMRAdmin::FullyQualifiedName* ActiveEndpoint::full_name() const {
 }
 
 Endpoint ActiveEndpoint::endpoint() const {
-  return m_rep->imr_entry;
+  return m_rep->locator.impl_poa_imr().impl_endpoint_registry().find(m_rep->id);
 }
 
 POAActiveORBImpl* ActiveEndpoint::orb() const {
@@ -234,8 +224,7 @@ void ActiveEndpoint::handle_request(RequestInfoBase& request) {
 void ActiveEndpoint::activate() {
   {
     QZ_MutexLock lock(m_rep->mutex);
-    if (m_rep->orb_name.empty() || m_rep->active_orb.is_null())
-      throw CORBA::TRANSIENT(MINOR_NOT_STARTABLE, CORBA::COMPLETED_NO);
+    if (m_rep->active_orb.is_null()) throw CORBA::TRANSIENT(MINOR_NOT_STARTABLE, CORBA::COMPLETED_NO);
     if (m_rep->requests.is_running()) return;
   }
   m_rep->active_orb->impl_activate(*this);
@@ -250,7 +239,8 @@ void ActiveEndpoint::set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicS
   const QZ_IOR::IOREndpoint_var ior_endpoint = ior->split(key.out());
   // A request that is forwarded must find the same after a restart, so the record comes first.
   write_mirror(state, ior_endpoint);
-  RequestResponseThread::answer(m_rep->locator, *this, m_rep->requests.publish(state, ior_endpoint));
+  RequestResponseThread::answer(m_rep->locator, *this,
+                                m_rep->requests.publish(QZ_CORBA::PackedReference(state), ior_endpoint));
 }
 
 void ActiveEndpoint::clear_dynamic_state() {
@@ -271,7 +261,7 @@ void ActiveEndpoint::write_mirror(QZ_POA_PersistentServer::EndpointDynamicState_
     CORBA::Object_var reference;
     if (!CORBA::is_nil(ior_endpoint)) {
       const QZ_IOR::IOR_var ior = ior_endpoint->make_ior(CORBA::OctetSeq(), "");
-      reference = m_rep->binding_manager->ior_to_object(ior);
+      reference = m_rep->locator.impl_binding_manager_nc()->ior_to_object(ior);
     }
     ActiveEndpointMirror(m_rep->locator, m_rep->id).update(state, reference);
   } catch (const CORBA::Exception&) {
@@ -299,15 +289,15 @@ bool ActiveEndpoint::has_lost_mirror() {
 void ActiveEndpoint::destroy_persistent_data() {
   if (m_rep->mirror_removed.exchange(false)) return;
   QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();
-  const char* name = m_rep->full_name.c_str();
+  const QZ_String name = m_rep->full_name();
   try {
     ActiveEndpointMirror(m_rep->locator, m_rep->id).destroy();
   } catch (const CosPersistentState::NotFound&) {
     report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA, QZ_Logging::WARNING,
-           ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA_MSG, {name});
+           ACTIVE_ENDPOINT_DESTROY_NO_PERSIS_DATA_MSG, {name.c_str()});
   } catch (const CORBA::SystemException& ex) {
     report(log, POALocEvent::ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED, QZ_Logging::ERROR_PRIORITY,
-           ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED_MSG, {name, QZ_CORBA::to_string(ex).c_str()});
+           ACTIVE_ENDPOINT_REMOVE_PERSIS_DATA_FAILED_MSG, {name.c_str(), QZ_CORBA::to_string(ex).c_str()});
   }
 }
 
@@ -335,17 +325,18 @@ bool ActiveEndpoint::end_with_orb_locked(const CORBA::SystemException& outcome, 
   QZ_MutexLock lock(m_rep->mutex);
   if (unless_running && m_rep->requests.is_running()) return false;
   QZ_Logging::EventLog_ptr log = m_rep->locator.impl_event_log();
-  const char* name = m_rep->full_name.c_str();
+  const QZ_String name = m_rep->full_name();
   // Each step is done even if one before it failed: half a record would be in everybody's way.
   const auto step = [&](const auto& work) {
     try {
       work();
     } catch (...) {
       report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY_FAILED, QZ_Logging::ERROR_PRIORITY,
-             ACTIVE_ENDPOINT_DESTROY_FAILED_MSG, {name});
+             ACTIVE_ENDPOINT_DESTROY_FAILED_MSG, {name.c_str()});
     }
   };
-  report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_DESTROY_MSG, {name});
+  report(log, POALocEvent::ACTIVE_ENDPOINT_DESTROY, QZ_Logging::INFORMATION, ACTIVE_ENDPOINT_DESTROY_MSG,
+         {name.c_str()});
   // First of all: once the endpoint has left the table a successor may come and take the same key prefix.
   const QZ_Binding::ServerBinding_var binding = m_rep->server_binding._retn();
   if (!CORBA::is_nil(binding)) step([&] { binding->destroy(); });
@@ -360,10 +351,10 @@ void ActiveEndpoint::detach() {
   m_rep->requests.end(destroyed());
 }
 
-CORBA::Boolean ActiveEndpoint::validate() {
+CORBA::Boolean ActiveEndpoint::validate() const {
   const bool valid = m_rep->requests.is_running();
   report(m_rep->locator.impl_event_log(),
          valid ? POALocEvent::ACTIVE_ENDPOINT_VALID : POALocEvent::ACTIVE_ENDPOINT_INVALID, QZ_Logging::INFORMATION,
-         valid ? ACTIVE_ENDPOINT_VALID_MSG : ACTIVE_ENDPOINT_INVALID_MSG, {m_rep->full_name.c_str()});
+         valid ? ACTIVE_ENDPOINT_VALID_MSG : ACTIVE_ENDPOINT_INVALID_MSG, {m_rep->full_name().c_str()});
   return valid;
 }

@@ -15,6 +15,7 @@
 #include <qz_ior.hh>
 
 #include "platform/base/qz_handle.h"
+#include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
 #include "poa_locator/idl/poa_locator_store.h"
 #include "poa_locator/imr/endpoint.h"
@@ -49,12 +50,13 @@ class ActiveEndpoint {
   // Whether both share one body.
   bool same_as(const ActiveEndpoint& other) const;
 
-  // Both live as long as this handle or a copy of it.
+  // Lives as long as this handle or a copy of it.
   const CORBA::OctetSeq& id() const;
-  const char* name() const;
+  // The last of its full name; empty for the root.
+  QZ_String name() const;
   // The caller deletes it.
   QZ_POAIMRAdmin::FullyQualifiedName* full_name() const;
-  // Null when the repository has no entry.
+  // Looked up in the repository; null when it has no entry.
   Endpoint endpoint() const;
   // Null when none; the caller removes the reference.
   POAActiveORBImpl* orb() const;
@@ -95,7 +97,7 @@ class ActiveEndpoint {
   void detach();
 
   // Whether a restored endpoint still counts, that is, has a state. Asks no server.
-  CORBA::Boolean validate();
+  CORBA::Boolean validate() const;
 
   // Writes state and reference to the mirror. OBJECT_NOT_EXIST 0x515A0C05 when that fails.
   void update_persis_data();
@@ -108,8 +110,8 @@ class ActiveEndpoint {
   static void destroy_persistent_data(POALocatorImpl& locator, const QZ_Vector<ActiveEndpoint>& endpoints) noexcept;
 
  private:
-  void join_orb(bool running);
-  void create_mirror();
+  void join_orb(const QZ_String& orb_name, bool running);
+  void create_mirror(const QZ_String& orb_name);
   void install_interceptor();
   void undo_construction(bool with_mirror) noexcept;
   void release_binding();

@@ -1,7 +1,6 @@
 #include "poa_locator/locator/active_endpoint_registry.h"
 
 #include <cstring>
-#include <utility>
 
 #include "platform/base/ref_count_handle.h"
 #include "platform/pss/result_set.h"
@@ -114,10 +113,7 @@ CORBA::ULong ActiveEndpointRegistry::number_of_entries() {
 
 QZ_Vector<ActiveEndpoint> ActiveEndpointRegistry::list() {
   QZ_MutexLock lock(m_mutex);
-  QZ_Vector<ActiveEndpoint> endpoints;
-  endpoints.reserve(m_table.size());
-  for (const auto& entry : m_table) endpoints.push_back(entry.value);
-  return endpoints;
+  return m_table.list();
 }
 
 void ActiveEndpointRegistry::remove(ActiveEndpoint& endpoint) {
@@ -142,11 +138,10 @@ void ActiveEndpointRegistry::load() {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(m_home_type_id));
   while (rows->next()) {
-    const CORBA::Any_var row = rows->value(1);
-    ActiveEndpointDataRef data = ActiveEndpointDataRef::from_any(row, association);
-    ActiveEndpoint endpoint(m_locator, data);
+    ActiveEndpointDataRef data = ActiveEndpointDataRef::from_row(*rows);
+    const ActiveEndpoint endpoint(m_locator, data);
     QZ_MutexLock lock(m_mutex);
-    impl_insert(std::move(endpoint));
+    impl_insert(endpoint);
   }
 }
 
@@ -165,8 +160,8 @@ void ActiveEndpointRegistry::validate() {
   }
 }
 
-void ActiveEndpointRegistry::impl_insert(ActiveEndpoint endpoint) {
-  m_table.insert(endpoint.id(), endpoint);
+void ActiveEndpointRegistry::impl_insert(const ActiveEndpoint& endpoint) {
+  m_table.insert(endpoint);
 }
 
 ActiveEndpoint ActiveEndpointRegistry::impl_find(const CORBA::OctetSeq& id) {

@@ -3,12 +3,11 @@
 
 #include <poa_imr_admin.hh>
 
-#include "platform/base/qz_hash_map.h"
 #include "platform/base/qz_mutex.h"
-#include "platform/base/qz_octet_seq_hash.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
 #include "poa_locator/locator/active_endpoint.h"
+#include "poa_locator/locator/active_endpoint_table.h"
 
 class POALocatorImpl;
 
@@ -49,13 +48,10 @@ class ActiveEndpointRegistry {
   const char* home_type_id() const { return m_home_type_id.c_str(); }
 
   // Keeps an entry of that id that is there already.
-  void impl_insert(ActiveEndpoint endpoint) REQUIRES(m_mutex);
+  void impl_insert(const ActiveEndpoint& endpoint) REQUIRES(m_mutex);
   ActiveEndpoint impl_find(const CORBA::OctetSeq& id) REQUIRES(m_mutex);
 
  private:
-  using Table = QZ_HashMap<CORBA::OctetSeq, ActiveEndpoint, QZ_Cxx_OctetSeqHash<CORBA::OctetSeq>,
-                           QZ_Cxx_OctetSeqEqual<CORBA::OctetSeq>>;
-
   void put_in_place(ActiveEndpoint& endpoint) REQUIRES(m_creation_mutex) EXCLUDES(m_mutex);
 
   // Guards no member: makes one out of two creations of the same endpoint. Held while an endpoint is constructed, which
@@ -63,6 +59,6 @@ class ActiveEndpointRegistry {
   QZ_Mutex m_creation_mutex ACQUIRED_BEFORE(m_mutex);
   QZ_Mutex m_mutex;
   POALocatorImpl& m_locator;
-  Table m_table GUARDED_BY(m_mutex);
+  ActiveEndpointTable m_table GUARDED_BY(m_mutex);
   QZ_String m_home_type_id;
 };

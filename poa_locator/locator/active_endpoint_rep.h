@@ -9,7 +9,6 @@
 #include "platform/base/qz_mutex.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/ref_count_handle.h"
-#include "poa_locator/imr/endpoint.h"
 #include "poa_locator/locator/endpoint_requests.h"
 #include "poa_locator/locator/poa_active_orb_impl.h"
 
@@ -17,17 +16,15 @@ class POALocatorImpl;
 
 // Members without a guard are set while the endpoint is constructed and only read afterwards.
 struct ActiveEndpointRep : public QZ_Body {
+  // INV_OBJREF when the id is none.
   ActiveEndpointRep(POALocatorImpl& core, const CORBA::OctetSeq& endpoint_id);
+
+  // Names joined by "/", as reports show it. Made anew each time: there may be very many endpoints.
+  QZ_String full_name() const;
 
   POALocatorImpl& locator;
   const CORBA::OctetSeq id;
-  QZ_String name;
-  // Names joined by "/", as reports show it.
-  QZ_String full_name;
-  QZ_Binding::BindingManager_var binding_manager;
-  QZ_String orb_name;
-  RefCountHandle<POAActiveORBImpl> active_orb;
-  Endpoint imr_entry;
+  RefCountHandle<POAActiveORBImpl> active_orb;  // null when the POA belongs to none
   EndpointRequests requests;
   // The mirror has been removed together with others', and its owner need not do so.
   std::atomic<bool> mirror_removed{false};

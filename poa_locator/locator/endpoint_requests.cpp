@@ -16,7 +16,7 @@ void EndpointRequests::handle(RequestInfoBase& request, const CORBA::OctetSeq& i
     QZ_MutexLock lock(m_mutex);
     if (m_end) {
       end.reset(CORBA::Exception::_duplicate(m_end.get()));
-    } else if (CORBA::is_nil(m_dynamic_state)) {
+    } else if (m_dynamic_state.is_nil()) {
       m_pending.push_back(request.copy());
       kept = true;
       if (m_pending.size() >= m_sweep_size) abandoned = take_abandoned();
@@ -52,21 +52,21 @@ void EndpointRequests::bind(QZ_Binding::ServerBinding_ptr binding) {
 
 void EndpointRequests::tell_binding() {
   if (CORBA::is_nil(m_binding)) return;
-  m_binding->forward_to(CORBA::is_nil(m_dynamic_state) ? QZ_IOR::IOREndpoint::_nil() : m_ior_endpoint.in());
+  m_binding->forward_to(m_dynamic_state.is_nil() ? QZ_IOR::IOREndpoint::_nil() : m_ior_endpoint.in());
 }
 
-EndpointRequests::Pending EndpointRequests::publish(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,
+EndpointRequests::Pending EndpointRequests::publish(QZ_CORBA::PackedReference dynamic_state,
                                                     QZ_IOR::IOREndpoint_ptr ior_endpoint) {
   QZ_MutexLock lock(m_mutex);
   if (m_end) return {};
-  m_dynamic_state = EndpointDynamicState::_duplicate(dynamic_state);
+  m_dynamic_state = std::move(dynamic_state);
   m_ior_endpoint = QZ_IOR::IOREndpoint::_duplicate(ior_endpoint);
   tell_binding();
-  return CORBA::is_nil(m_dynamic_state) ? Pending() : std::exchange(m_pending, {});
+  return m_dynamic_state.is_nil() ? Pending() : std::exchange(m_pending, {});
 }
 
 void EndpointRequests::withdraw() {
-  publish(EndpointDynamicState::_nil(), QZ_IOR::IOREndpoint::_nil());
+  publish({}, QZ_IOR::IOREndpoint::_nil());
 }
 
 void EndpointRequests::fail_pending(const CORBA::SystemException& outcome) {
@@ -83,7 +83,7 @@ void EndpointRequests::end(const CORBA::SystemException& outcome) {
   {
     QZ_MutexLock lock(m_mutex);
     if (!m_end) m_end.reset(CORBA::Exception::_duplicate(&outcome));
-    m_dynamic_state = EndpointDynamicState::_nil();
+    m_dynamic_state = {};
     m_ior_endpoint = QZ_IOR::IOREndpoint::_nil();
     tell_binding();
     m_binding = QZ_Binding::ServerBinding::_nil();
@@ -114,7 +114,7 @@ void EndpointRequests::fail(Pending& pending, const CORBA::SystemException& outc
 
 bool EndpointRequests::is_running() const {
   QZ_MutexLock lock(m_mutex);
-  return !CORBA::is_nil(m_dynamic_state);
+  return !m_dynamic_state.is_nil();
 }
 
 bool EndpointRequests::has_ended() const {
@@ -128,8 +128,13 @@ std::size_t EndpointRequests::number_of_pending() const {
 }
 
 QZ_POA_PersistentServer::EndpointDynamicState_ptr EndpointRequests::dynamic_state() const {
-  QZ_MutexLock lock(m_mutex);
-  return EndpointDynamicState::_duplicate(m_dynamic_state);
+  QZ_CORBA::PackedReference packed;
+  {
+    QZ_MutexLock lock(m_mutex);
+    packed = m_dynamic_state;
+  }
+  const CORBA::Object_var object = packed.object();
+  return EndpointDynamicState::_unchecked_narrow(object);
 }
 
 QZ_IOR::IOREndpoint_ptr EndpointRequests::ior_endpoint() const {

@@ -13,6 +13,7 @@
 
 #include "platform/base/qz_list.h"
 #include "platform/base/qz_mutex.h"
+#include "platform/orb/packed_reference.h"
 #include "poa_locator/interceptors/request_info.h"
 
 class EndpointRequests {
@@ -29,10 +30,9 @@ class EndpointRequests {
   // that is not enough come here. Duplicated; kept until the end.
   void bind(QZ_Binding::ServerBinding_ptr binding);
 
-  // The POA runs from now on; both references are duplicated. Whoever has waited is the caller's to answer.
+  // The POA runs from now on; the endpoint is duplicated. Whoever has waited is the caller's to answer.
   // Nothing is changed when the endpoint has ended.
-  Pending publish(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,
-                  QZ_IOR::IOREndpoint_ptr ior_endpoint);
+  Pending publish(QZ_CORBA::PackedReference dynamic_state, QZ_IOR::IOREndpoint_ptr ior_endpoint);
   // The POA does not run any more.
   void withdraw();
 
@@ -61,7 +61,7 @@ class EndpointRequests {
   Pending m_pending GUARDED_BY(m_mutex);  // empty while the POA runs and once the endpoint has ended
   // Of m_pending: with so many, the abandoned ones are taken out. It keeps their share of the work constant.
   std::size_t m_sweep_size GUARDED_BY(m_mutex) = SMALLEST_SWEEP;
-  QZ_POA_PersistentServer::EndpointDynamicState_var m_dynamic_state GUARDED_BY(m_mutex);
+  QZ_CORBA::PackedReference m_dynamic_state GUARDED_BY(m_mutex);  // asked seldom, held for every POA
   QZ_IOR::IOREndpoint_var m_ior_endpoint GUARDED_BY(m_mutex);
   QZ_Binding::ServerBinding_var m_binding GUARDED_BY(m_mutex);
   std::unique_ptr<CORBA::Exception> m_end GUARDED_BY(m_mutex);  // null until the endpoint has ended

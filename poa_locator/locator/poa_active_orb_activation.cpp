@@ -1,6 +1,7 @@
 // Activation, the part of POAActiveORBImpl that deals with activators and with starting the process.
 #include <algorithm>
 
+#include "platform/base/qz_octet_seq_hash.h"
 #include "platform/orb/exception_text.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
 #include "poa_locator/locator/endpoint_activator_thread.h"

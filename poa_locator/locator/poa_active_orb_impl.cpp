@@ -1,6 +1,5 @@
 #include "poa_locator/locator/poa_active_orb_impl.h"
 
-#include <algorithm>
 #include <chrono>
 
 #include "platform/orb/exception_text.h"
@@ -155,8 +154,8 @@ CORBA::Boolean POAActiveORBImpl::validate() {
 
 CORBA::Boolean POAActiveORBImpl::impl_validate() {
   QZ_RecursiveMutexLock lock(m_mutex);
-  bool valid = !CORBA::is_nil(m_endpoint_activator);
-  for (auto entry = m_endpoints.begin(); !valid && entry != m_endpoints.end(); ++entry) valid = entry->value.validate();
+  const bool valid = !CORBA::is_nil(m_endpoint_activator) ||
+                     m_endpoints.any_of([](const ActiveEndpoint& endpoint) { return endpoint.validate(); });
   report(m_locator.impl_event_log(), valid ? POALocEvent::ACTIVE_ORB_VALID : POALocEvent::ACTIVE_ORB_INVALID,
          INFORMATION, valid ? ACTIVE_ORB_VALID_MSG : ACTIVE_ORB_INVALID_MSG, {impl_name()});
   return valid;
@@ -196,8 +195,7 @@ CORBA::Boolean POAActiveORBImpl::probe() {
 CORBA::Boolean POAActiveORBImpl::registered() {
   QZ_RecursiveMutexLock lock(m_mutex);
   if (!CORBA::is_nil(m_endpoint_activator)) return true;
-  return std::any_of(m_endpoints.begin(), m_endpoints.end(),
-                     [](const auto& entry) { return entry.value.is_dynamic_state_set(); });
+  return m_endpoints.any_of([](const ActiveEndpoint& endpoint) { return endpoint.is_dynamic_state_set(); });
 }
 
 CORBA::Boolean POAActiveORBImpl::activator_held() {
@@ -269,16 +267,13 @@ void POAActiveORBImpl::destroy_if_unused() {
 
 QZ_Vector<ActiveEndpoint> POAActiveORBImpl::impl_endpoints() {
   QZ_RecursiveMutexLock lock(m_mutex);
-  QZ_Vector<ActiveEndpoint> endpoints;
-  endpoints.reserve(m_endpoints.size());
-  for (const auto& entry : m_endpoints) endpoints.push_back(entry.value);
-  return endpoints;
+  return m_endpoints.list();
 }
 
 bool POAActiveORBImpl::impl_add_active_endpoint(ActiveEndpoint& endpoint) {
   QZ_RecursiveMutexLock lock(m_mutex);
   if (m_destroying) return false;
-  if (!m_endpoints.insert(endpoint.id(), endpoint))
+  if (!m_endpoints.insert(endpoint))
     report(m_locator.impl_event_log(), POALocEvent::ACTIVE_ORB_ADD_ENDPOINT_DUPLICATE, WARNING,
            ACTIVE_ORB_ADD_ENDPOINT_DUPLICATE_MSG, {impl_name(), printable(endpoint.id()).c_str()});
   return true;

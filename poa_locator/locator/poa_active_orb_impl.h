@@ -17,14 +17,13 @@
 #include <optional>
 
 #include "platform/base/gate.h"
-#include "platform/base/qz_hash_map.h"
-#include "platform/base/qz_octet_seq_hash.h"
 #include "platform/base/qz_recursive_mutex.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
 #include "platform/orb/ref_counted_local_object.h"
 #include "poa_locator/idl/poa_locator_store.h"
 #include "poa_locator/locator/active_endpoint.h"
+#include "poa_locator/locator/active_endpoint_table.h"
 
 class POALocatorImpl;
 
@@ -112,9 +111,6 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public
   QZ_RecursiveMutex& impl_mutex() RETURN_CAPABILITY(m_mutex) { return m_mutex; }
 
  private:
-  using EndpointTable = QZ_HashMap<CORBA::OctetSeq, ActiveEndpoint, QZ_Cxx_OctetSeqHash<CORBA::OctetSeq>,
-                                   QZ_Cxx_OctetSeqEqual<CORBA::OctetSeq>>;
-
   void leave_process() REQUIRES(m_mutex);
   void write_mirror(QZ_POA_PersistentServer::EndpointActivator_ptr endpoint_activator) REQUIRES(m_mutex);
   void replace_activator(QZ_POA_PersistentServer::EndpointActivator_ptr fresh, std::optional<bool> held_answers)
@@ -131,7 +127,7 @@ class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public
   QZ_RecursiveMutex m_mutex;
   QZ_IMRInternal::ORB_var m_imr_orb GUARDED_BY(m_mutex);                       // nil: unknown to the host's IMR
   QZ_LocatorInternal::ActiveProcess_var m_active_process GUARDED_BY(m_mutex);  // nil: no process is configured
-  EndpointTable m_endpoints GUARDED_BY(m_mutex);
+  ActiveEndpointTable m_endpoints GUARDED_BY(m_mutex);
   QZ_POA_PersistentServer::EndpointActivator_var m_endpoint_activator GUARDED_BY(m_mutex);
   // POAs whose activation was asked while the process was being started.
   QZ_Vector<CORBA::OctetSeq> m_awaiting_activation GUARDED_BY(m_mutex);

@@ -140,8 +140,7 @@ void POAActiveORBRegistry::load() {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(m_home_type_id));
   while (rows->next()) {
-    const CORBA::Any_var row = rows->value(1);
-    PoaActiveOrbDataRef data = PoaActiveOrbDataRef::from_any(row, association);
+    PoaActiveOrbDataRef data = PoaActiveOrbDataRef::from_row(*rows);
     const Handle orb(new POAActiveORBImpl(m_locator, data));
     put_in_place(*orb, false, true);
     report(m_locator.impl_event_log(), POALocEvent::ACTIVE_ORB_LOAD, QZ_Logging::INFORMATION, ACTIVE_ORB_LOAD_MSG,

@@ -72,6 +72,7 @@ POALocatorImpl::~POALocatorImpl() {
 void POALocatorImpl::start(PortableServer::POA_ptr parent_poa) {
   const CORBA::ORB_var orb = _qz_get_orb();
   m_event_log = initial_reference<QZ_Logging::EventLog>(orb, "QZ_EventLog");
+  m_binding_manager = initial_reference<QZ_Binding::BindingManager>(orb, "QZ_BindingManager");
   m_config = initial_reference<QZ_Config::Configuration>(orb, "QZ_Configuration");
   m_poa_current = initial_reference<PortableServer::Current>(orb, "POACurrent");
   m_tx_current = initial_reference<CosTransactions::Current>(orb, "TransactionCurrent");

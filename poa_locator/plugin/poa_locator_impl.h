@@ -64,6 +64,7 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
   // The POA "POALocator", parent of all POAs of the plug-in's servants.
   PortableServer::POA_ptr impl_poa_nc() { return m_poa; }
   QZ_Logging::EventLog_ptr impl_event_log() { return m_event_log; }
+  QZ_Binding::BindingManager_ptr impl_binding_manager_nc() { return m_binding_manager; }
   QZ_PSS::SessionManager_ptr impl_session_manager_nc() { return m_session_manager; }
   PortableServer::Current_ptr impl_poa_current_nc() { return m_poa_current; }
   CosTransactions::Current_ptr impl_tx_current_nc() { return m_tx_current; }
@@ -100,6 +101,7 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
   QZ_LocatorInternal::Locator_var m_locator;
   PortableServer::POA_var m_poa;
   QZ_Logging::EventLog_var m_event_log;
+  QZ_Binding::BindingManager_var m_binding_manager;
   bool m_registered = false;  // with the host locator
   QZ_Binding::ServerBinding_var m_server_binding;
   OwnedServant<POAIMRImpl> m_poa_imr;

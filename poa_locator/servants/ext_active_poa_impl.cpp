@@ -26,7 +26,7 @@ QZ_POAIMRAdmin::POAId* ExternalActivePOAImpl::id() {
 }
 
 char* ExternalActivePOAImpl::name() {
-  return CORBA::string_dup(impl_active_endpoint().name());
+  return CORBA::string_dup(impl_active_endpoint().name().c_str());
 }
 
 QZ_POAIMRAdmin::FullyQualifiedName* ExternalActivePOAImpl::full_name() {

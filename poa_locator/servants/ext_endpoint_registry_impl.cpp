@@ -4,9 +4,10 @@
 
 #include "platform/base/qz_octet_seq_hash.h"
 #include "platform/base/ref_count_handle.h"
-#include "platform/orb/initial_reference.h"
 #include "platform/orb/vendor_policy.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
+#include "poa_locator/imr/endpoint_registry.h"
+#include "poa_locator/imr/poa_imr_impl.h"
 #include "poa_locator/locator/active_endpoint_registry.h"
 #include "poa_locator/locator/poa_active_orb_impl.h"
 #include "poa_locator/locator/server_call.h"
@@ -58,7 +59,6 @@ ExternalEndpointRegistryImpl::ExternalEndpointRegistryImpl(POALocatorImpl& locat
                                                            ActiveEndpointRegistry& registry)
     : m_locator(locator),
       m_orb(locator._qz_get_orb()),
-      m_binding_manager(initial_reference<QZ_Binding::BindingManager>(m_orb, "QZ_BindingManager")),
       m_active_endpoint_registry(registry),
       m_poa(m_orb, parent, "QZ_POA_PersistentServer::EndpointRegistry", this) {
   const CORBA::Object_var reference =
@@ -110,11 +110,11 @@ CORBA::Object_ptr ExternalEndpointRegistryImpl::add_locked(const Registration& r
   ActiveEndpoint endpoint = m_active_endpoint_registry.create(m_locator, registration.id, registration.orb_name);
   bool undo = !endpoint.same_as(present);
   try {
-    const QZ_IOR::IOR_var ior = m_binding_manager->object_to_ior(registration.prototype);
+    const QZ_IOR::IOR_var ior = m_locator.impl_binding_manager_nc()->object_to_ior(registration.prototype);
     CORBA::Object_var locator_reference = locator_reference_of(registration.id);
     endpoint.set_dynamic_state(registration.dynamic_state, ior);
     undo = true;
-    Endpoint entry = endpoint.endpoint();
+    Endpoint entry(m_locator.impl_poa_imr().impl_endpoint_registry(), registration.id);
     const CORBA::ULong number = entry.creation_seq_nbr() + 1;
     entry.creation_seq_nbr(number);
     creation_seq_nbr = number;
@@ -137,10 +137,11 @@ CORBA::Object_ptr ExternalEndpointRegistryImpl::locator_reference_of(const CORBA
   QZ_Binding::PolicyObjectList policies;
   policies.length(1);
   policies[0] = QZ_PortableServer::create_policy(m_orb, QZ_PortableServer::BINDING_SCOPE_POLICY_TYPE, scope);
-  const QZ_Binding::EffectivePolicies_var effective = m_binding_manager->effective_policies(policies);
-  const QZ_IOR::IOREndpoint_var ior_endpoint = m_binding_manager->endpoint(id, effective);
+  QZ_Binding::BindingManager_ptr binding_manager = m_locator.impl_binding_manager_nc();
+  const QZ_Binding::EffectivePolicies_var effective = binding_manager->effective_policies(policies);
+  const QZ_IOR::IOREndpoint_var ior_endpoint = binding_manager->endpoint(id, effective);
   const QZ_IOR::IOR_var ior = ior_endpoint->make_ior(CORBA::OctetSeq(), "");
-  return m_binding_manager->ior_to_object(ior);
+  return binding_manager->ior_to_object(ior);
 }
 
 void ExternalEndpointRegistryImpl::remove(const char*, const CORBA::OctetSeq& id) {

@@ -44,7 +44,6 @@ class ExternalEndpointRegistryImpl : public LocatorServant<POA_QZ_POA_Persistent
 
   POALocatorImpl& m_locator;
   const CORBA::ORB_var m_orb;
-  const QZ_Binding::BindingManager_var m_binding_manager;
   ActiveEndpointRegistry& m_active_endpoint_registry;
   ServantPOA m_poa;
 };

@@ -25,7 +25,7 @@ TEST_F(ActiveEndpointTest, TellsWhoItIs) {
   start();
   const ActiveEndpoint endpoint = idle_endpoint(m_bank);
   EXPECT_EQ(octets(endpoint.id()), octets(*id_of(m_bank)));
-  EXPECT_STREQ(endpoint.name(), "Bank");
+  EXPECT_EQ(endpoint.name(), "Bank");
   const QZ_POAIMRAdmin::FullyQualifiedName_var name = endpoint.full_name();
   EXPECT_EQ(texts(name), m_bank);
   EXPECT_EQ(octets(endpoint.endpoint().id()), octets(*id_of(m_bank)));

@@ -110,6 +110,7 @@ class PoaOrbData : public OrbData {
 
   IdList endpoints() const { return get(ENDPOINTS); }
   CORBA::Object_ptr activator() const { return get(ACTIVATOR); }
+  QZ_CORBA::PackedReference packed_activator() const { return get_packed(ACTIVATOR); }
   void activator(CORBA::Object_ptr value) { set(ACTIVATOR, value); }
   std::vector<std::string> arguments() const { return get(ARGUMENTS); }
   void arguments(const std::vector<std::string>& value) { set(ARGUMENTS, value); }

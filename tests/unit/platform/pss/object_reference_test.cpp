@@ -48,11 +48,15 @@ TEST_F(ObjectReferenceTest, keeps_object_references_over_a_new_start) {
     CORBA::Object_var stored = data->activator();
     CORBA::String_var stored_ior = orb()->object_to_string(stored);
     EXPECT_STREQ(stored_ior, ior);
+    stored = data->packed_activator().object();
+    stored_ior = orb()->object_to_string(stored);
+    EXPECT_STREQ(stored_ior, ior);
     data->activator(CORBA::Object::_nil());
   });
   with_orb([](const PoaOrbDataRef& data) {
     CORBA::Object_var stored = data->activator();
     EXPECT_TRUE(CORBA::is_nil(stored));
+    EXPECT_TRUE(data->packed_activator().is_nil());
   });
 }
 
@@ -61,10 +65,13 @@ TEST_F(ObjectReferenceTest, reports_a_reference_that_cannot_be_read) {
     orbs(association).create("orb", "", IdList(), CORBA::Object::_nil());
   });
   soci::session foreign(soci::sqlite3, "dbname=\"" + file() + "\"");
-  foreign << "update h1_poaorbdata set activator = 'IOR:nonsense'";
-  with_orb([](const PoaOrbDataRef& data) {
-    EXPECT_EQ(minor_of<CORBA::PERSIST_STORE>([&] { data->activator(); }), QZ_PSS::MINOR_BAD_RECORD);
-  });
+  for (const std::string text : {"IOR:nonsense", "nonsense", "IOR:", "IOR:010", "IOR:01000000"}) {
+    foreign << "update h1_poaorbdata set activator = :text", soci::use(text);
+    with_orb([&](const PoaOrbDataRef& data) {
+      EXPECT_EQ(minor_of<CORBA::PERSIST_STORE>([&] { data->activator(); }), QZ_PSS::MINOR_BAD_RECORD) << text;
+      EXPECT_EQ(minor_of<CORBA::PERSIST_STORE>([&] { data->packed_activator(); }), QZ_PSS::MINOR_BAD_RECORD) << text;
+    });
+  }
 }
 
 TEST_F(ObjectReferenceTest, needs_an_orb_for_all_but_nil) {

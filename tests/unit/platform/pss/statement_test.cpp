@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "tests/unit/platform/pss/store_test.h"
 
 namespace Example {
@@ -44,6 +46,41 @@ TEST_F(StatementTest, puts_a_reference_to_the_record_into_each_row) {
     EXPECT_EQ(NameDataRef::from_any(row.in(), association)->name(), "n1");
     EXPECT_FALSE(rows->next());
     EXPECT_FALSE(rows->next());
+  });
+}
+
+TEST_F(StatementTest, gives_each_row_s_record_as_the_row_was_read) {
+  for (const unsigned number : {1, 2}) add_name(number);
+  read([&](TxSessionAssociation& association) {
+    Statement statement(association.session());
+    const auto rows = statement.execute(QUERY);
+    EXPECT_EQ(minor_of<CORBA::BAD_INV_ORDER>([&] { rows->record(); }), QZ_PSS::MINOR_NO_ROW);
+    ASSERT_TRUE(rows->next());
+    const NameDataRef first = NameDataRef::from_row(*rows);
+    std::thread([&] {
+      write([&](TxSessionAssociation& other) { names(other).find_by_id(id_of(1))->destroy_object(); });
+    }).join();
+    EXPECT_EQ(first->name(), "n1");
+    EXPECT_FALSE(first->exists());
+    ASSERT_TRUE(rows->next());
+    EXPECT_EQ(NameDataRef::from_row(*rows)->name(), "n2");
+    EXPECT_EQ(minor_of<CORBA::BAD_PARAM>([&] { OrbDataRef::from_row(*rows); }), QZ_PSS::MINOR_BAD_REFERENCE);
+    rows->close();
+    EXPECT_EQ(minor_of<CORBA::BAD_INV_ORDER>([&] { rows->record(); }), QZ_PSS::MINOR_NO_ROW);
+  });
+}
+
+TEST_F(StatementTest, keeps_a_row_s_record_up_to_date_in_a_transaction) {
+  for (const unsigned number : {1, 2}) add_name(number);
+  write([&](TxSessionAssociation& association) {
+    Statement statement(association.session());
+    const auto rows = statement.execute(QUERY);
+    ASSERT_TRUE(rows->next());
+    names(association).find_by_id(id_of(1))->destroy_object();
+    const NameDataRef gone = NameDataRef::from_row(*rows);
+    EXPECT_EQ(minor_of<CORBA::OBJECT_NOT_EXIST>([&] { gone->name(); }), QZ_PSS::MINOR_RECORD_GONE);
+    ASSERT_TRUE(rows->next());
+    EXPECT_EQ(NameDataRef::from_row(*rows)->name(), "n2");
   });
 }
 
