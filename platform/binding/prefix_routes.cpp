@@ -45,11 +45,9 @@ void PrefixRoutes::remove(const Route& route) {
 }
 
 void PrefixRoutes::set_forward(const Route& route, QZ_IOR::IOREndpointImpl* endpoint) {
-  QZ_IOR::IOREndpoint_var replaced = QZ_IOR::IOREndpoint::_duplicate(endpoint);  // what is old goes outside of the lock
+  auto forward = RefCountHandle<QZ_IOR::IOREndpointImpl>::share(endpoint);  // what is old goes outside of the lock
   table_of(route).routes.update_if_there(route.prefix(), [&](Entry& place) {
-    if (place.route.get() != &route) return;
-    std::swap(place.forward_owner, replaced);
-    place.forward = endpoint;
+    if (place.route.get() == &route) std::swap(place.forward, forward);
   });
 }
 

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/base/ref_count_handle.h"
 #include "platform/binding/route.h"
 #include "platform/binding/sharded_map.h"
 #include "platform/orb/ior_endpoint_impl.h"
@@ -40,7 +41,7 @@ class PrefixRoutes {
   template <class Function>
   bool with_forward(Octets key, Function f) const {
     return visit_longest(key, [&](const Entry& entry, Octets rest) {
-      if (!entry.forward || rest.empty()) return false;
+      if (entry.forward.is_null() || rest.empty()) return false;
       f(*entry.forward, rest);
       return true;
     });
@@ -49,8 +50,7 @@ class PrefixRoutes {
  private:
   struct Entry {
     std::shared_ptr<const Route> route;
-    QZ_IOR::IOREndpoint_var forward_owner;
-    const QZ_IOR::IOREndpointImpl* forward = nullptr;  // the same; null for nowhere
+    RefCountHandle<QZ_IOR::IOREndpointImpl> forward;  // null for nowhere
   };
   struct Table {
     ShardedMap<Entry> routes;

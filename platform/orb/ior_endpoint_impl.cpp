@@ -50,9 +50,20 @@ std::string to_text(const Address& address) {
   return (ipv6 ? "[" + address.host + "]" : address.host) + ":" + std::to_string(address.port);
 }
 
+IOREndpointImpl::Profile::Profile(std::uint32_t tag, bool keyed, bool little_endian, Octets head, Octets key_prefix,
+                                  Octets tail)
+    : m_tag(tag),
+      m_keyed(keyed),
+      m_little_endian(little_endian),
+      m_head_size(static_cast<std::uint32_t>(head.size())),
+      m_key_size(static_cast<std::uint32_t>(key_prefix.size())) {
+  m_octets.reserve(head.size() + key_prefix.size() + tail.size());
+  for (const Octets part : {head, key_prefix, tail}) m_octets.insert(m_octets.end(), part.begin(), part.end());
+}
+
 IOREndpointImpl::IOREndpointImpl(std::vector<Profile> profiles) : m_profiles(std::move(profiles)) {
   for (const Profile& profile : m_profiles) {
-    if (!profile.keyed) continue;
+    if (!profile.keyed()) continue;
     m_keyed = &profile;
     break;
   }
@@ -61,32 +72,39 @@ IOREndpointImpl::IOREndpointImpl(std::vector<Profile> profiles) : m_profiles(std
 IOREndpointImpl* IOREndpointImpl::of_addresses(const std::vector<Address>& addresses, Octets key_prefix) {
   if (addresses.empty()) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
 
-  Profile profile{TAG_INTERNET_IOP, true, LITTLE_ENDIAN_BODY, {}, {key_prefix.begin(), key_prefix.end()}, {}};
-  auto head = begin_encapsulation(profile.head);
-  head.write_octet(1);
-  head.write_octet(2);
-  head.write_string(addresses.front().host);
-  head.write_ushort(addresses.front().port);
-  head.align(4);
+  std::vector<unsigned char> head;
+  auto head_writer = begin_encapsulation(head);
+  head_writer.write_octet(1);
+  head_writer.write_octet(2);
+  head_writer.write_string(addresses.front().host);
+  head_writer.write_ushort(addresses.front().port);
+  head_writer.align(4);
 
-  CdrWriter tail(profile.tail, LITTLE_ENDIAN_BODY);
-  tail.write_ulong(static_cast<std::uint32_t>(addresses.size()));
-  tail.write_ulong(TAG_CODE_SETS);
-  tail.write_octet_seq(code_sets());
+  std::vector<unsigned char> tail;
+  CdrWriter tail_writer(tail, LITTLE_ENDIAN_BODY);
+  tail_writer.write_ulong(static_cast<std::uint32_t>(addresses.size()));
+  tail_writer.write_ulong(TAG_CODE_SETS);
+  tail_writer.write_octet_seq(code_sets());
   for (std::size_t i = 1; i < addresses.size(); ++i) {
-    tail.write_ulong(TAG_ALTERNATE_IIOP_ADDRESS);
-    tail.write_octet_seq(alternate_address(addresses[i]));
+    tail_writer.write_ulong(TAG_ALTERNATE_IIOP_ADDRESS);
+    tail_writer.write_octet_seq(alternate_address(addresses[i]));
   }
 
   std::vector<Profile> profiles;
-  profiles.push_back(std::move(profile));
+  profiles.emplace_back(TAG_INTERNET_IOP, LITTLE_ENDIAN_BODY, head, key_prefix, tail);
   return new IOREndpointImpl(std::move(profiles));
 }
 
 IOREndpointImpl* IOREndpointImpl::extended(Octets remaining_key) const {
-  std::vector<Profile> profiles = m_profiles;
-  for (Profile& profile : profiles) {
-    if (profile.keyed) profile.key_prefix.insert(profile.key_prefix.end(), remaining_key.begin(), remaining_key.end());
+  std::vector<Profile> profiles;
+  for (const Profile& profile : m_profiles) {
+    if (!profile.keyed()) {
+      profiles.push_back(profile);
+      continue;
+    }
+    std::vector<unsigned char> key(profile.key_prefix().begin(), profile.key_prefix().end());
+    key.insert(key.end(), remaining_key.begin(), remaining_key.end());
+    profiles.emplace_back(profile.tag(), profile.little_endian(), profile.head(), key, profile.tail());
   }
   return new IOREndpointImpl(std::move(profiles));
 }
@@ -96,7 +114,7 @@ QZ_IOR::IOR_ptr IOREndpointImpl::make_ior(const CORBA::OctetSeq& remaining_key, 
 }
 
 IOREndpointImpl::Octets IOREndpointImpl::key_prefix() const {
-  return m_keyed ? Octets(m_keyed->key_prefix) : Octets();
+  return m_keyed ? m_keyed->key_prefix() : Octets();
 }
 
 void IOREndpointImpl::append_ior(std::vector<unsigned char>& out, bool little_endian, std::string_view type_id,
@@ -106,14 +124,15 @@ void IOREndpointImpl::append_ior(std::vector<unsigned char>& out, bool little_en
   writer.write_string(type_id);
   writer.write_ulong(static_cast<std::uint32_t>(m_profiles.size()));
   for (const Profile& profile : m_profiles) {
-    writer.write_ulong(profile.tag);
-    if (!profile.keyed) {
-      writer.write_octet_seq(profile.head);
+    writer.write_ulong(profile.tag());
+    if (!profile.keyed()) {
+      writer.write_octet_seq(profile.head());
       continue;
     }
-    const std::size_t key_size = profile.key_prefix.size() + remaining_key.size();
-    writer.write_ulong(static_cast<std::uint32_t>(IIOPProfile::body_size(profile.head, key_size, profile.tail)));
-    IIOPProfile::append_body(out, profile.little_endian, profile.head, profile.key_prefix, remaining_key, profile.tail);
+    const std::size_t key_size = profile.key_prefix().size() + remaining_key.size();
+    writer.write_ulong(static_cast<std::uint32_t>(IIOPProfile::body_size(profile.head(), key_size, profile.tail())));
+    IIOPProfile::append_body(out, profile.little_endian(), profile.head(), profile.key_prefix(), remaining_key,
+                             profile.tail());
   }
 }
 

@@ -25,14 +25,32 @@ class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::Ref
  public:
   using Octets = std::span<const unsigned char>;
 
-  // One profile. A profile that is not IIOP (keyed false) is kept as it is in head.
-  struct Profile {
-    std::uint32_t tag;
-    bool keyed;
-    bool little_endian;                     // of the body
-    std::vector<unsigned char> head;        // up to the key's length
-    std::vector<unsigned char> key_prefix;  // with which every object key begins
-    std::vector<unsigned char> tail;        // from the number of components on
+  // One profile, its octets in one piece. A profile that is not IIOP (keyed false) is kept as it is in head.
+  class Profile {
+   public:
+    static Profile unkeyed(std::uint32_t tag, Octets body) { return {tag, false, false, body, {}, {}}; }
+    // little_endian: of the body. head: up to the key's length. key_prefix: with which every object key begins. tail:
+    // from the number of components on.
+    Profile(std::uint32_t tag, bool little_endian, Octets head, Octets key_prefix, Octets tail)
+        : Profile(tag, true, little_endian, head, key_prefix, tail) {}
+
+    std::uint32_t tag() const { return m_tag; }
+    bool keyed() const { return m_keyed; }
+    bool little_endian() const { return m_little_endian; }
+    Octets head() const { return Octets(m_octets).first(m_head_size); }
+    Octets key_prefix() const { return Octets(m_octets).subspan(m_head_size, m_key_size); }
+    Octets tail() const { return Octets(m_octets).subspan(m_head_size + m_key_size); }
+    bool operator==(const Profile&) const = default;
+
+   private:
+    Profile(std::uint32_t tag, bool keyed, bool little_endian, Octets head, Octets key_prefix, Octets tail);
+
+    std::uint32_t m_tag;
+    bool m_keyed;
+    bool m_little_endian;
+    std::uint32_t m_head_size;
+    std::uint32_t m_key_size;
+    std::vector<unsigned char> m_octets;
   };
 
   explicit IOREndpointImpl(std::vector<Profile> profiles);

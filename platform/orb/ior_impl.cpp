@@ -16,9 +16,9 @@ std::vector<unsigned char> copy(IORImpl::Octets octets) {
 IOREndpointImpl::Profile read_profile(QZ_CORBA::CdrReader& reader) {
   const std::uint32_t tag = reader.read_ulong();
   const auto body = reader.read_octet_seq();
-  if (tag != TAG_INTERNET_IOP) return {tag, false, false, copy(body), {}, {}};
+  if (tag != TAG_INTERNET_IOP) return IOREndpointImpl::Profile::unkeyed(tag, body);
   const IIOPProfile profile(body);
-  return {tag, true, profile.little_endian(), copy(profile.head()), copy(profile.object_key()), copy(profile.tail())};
+  return {tag, profile.little_endian(), profile.head(), profile.object_key(), profile.tail()};
 }
 
 }  // namespace

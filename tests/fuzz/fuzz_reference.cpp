@@ -39,11 +39,6 @@ Octets written(const IORImpl& ior, bool little_endian) {
   return out;
 }
 
-bool same(const QZ_IOR::IOREndpointImpl::Profile& a, const QZ_IOR::IOREndpointImpl::Profile& b) {
-  return a.tag == b.tag && a.keyed == b.keyed && a.little_endian == b.little_endian && a.head == b.head &&
-         a.key_prefix == b.key_prefix && a.tail == b.tail;
-}
-
 // Written in either byte order, it is the same reference.
 void check_round_trip(IORImpl& ior) {
   const CORBA::String_var type_id = ior.type_id();
@@ -54,8 +49,7 @@ void check_round_trip(IORImpl& ior) {
     FUZZ_CHECK(std::string(CORBA::String_var(again.type_id()).in()) == type_id.in());
     const auto& before = ior.endpoint().profiles();
     const auto& after = again.endpoint().profiles();
-    FUZZ_CHECK(before.size() == after.size());
-    for (std::size_t i = 0; i < before.size(); ++i) FUZZ_CHECK(same(before[i], after[i]));
+    FUZZ_CHECK(before == after);
     FUZZ_CHECK(ior.object_key() == again.object_key());
     FUZZ_CHECK(written(again, little_endian) == octets);
   }
