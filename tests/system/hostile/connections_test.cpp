@@ -77,6 +77,23 @@ TEST_F(ConnectionsTest, LimitOfAllIsReachedTogetherAndThoseInsideAreServed) {
   expect_forwards();
 }
 
+// What a shell allows a daemon at first is less than it may have.
+TEST_F(ConnectionsTest, LimitOfConnectionsBitesBeforeDescriptorsRunOut) {
+  constexpr std::size_t MOST = 400;
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit few{200, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  start({{"max_connections", std::to_string(MOST)}});
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  std::vector<GiopClient> crowd;
+  while (crowd.size() < MOST + 10) crowd.push_back(connect_from("127.1.1.1"));
+  expect_logged(CONNECTION_LIMIT, "127.1.1.1", std::to_string(MOST));
+  crowd.clear();
+  EXPECT_TRUE(support::wait_until([&] { return is_forwarded("127.1.1.2"); }));
+  EXPECT_EQ(support::Counters(m_locator)["accept_failures"], 0U);
+}
+
 TEST_F(ConnectionsTest, DescriptorsThatRunOutComeBack) {
   start();
   GiopClient inside = connect();
