@@ -70,6 +70,7 @@ TEST_F(ConnectionsTest, LimitOfAllIsReachedTogetherAndThoseInsideAreServed) {
   for (std::size_t i = 0; i < 8; ++i) {
     expect_logged(CONNECTION_LIMIT, "127.1.1." + std::to_string(1 + i), std::to_string(MOST));
   }
+  for (std::size_t i = MOST; i < crowd.size(); ++i) EXPECT_TRUE(crowd[i].wait_for_end()) << i;
   EXPECT_TRUE(is_forward_to_server(inside.call(request(spec_for("Bank"))), "Bank"));
   crowd.clear();
   EXPECT_TRUE(files_return_to(files_before));
