@@ -40,8 +40,8 @@ case "${1:-all}" in
     run_tests asan 3
     build tsan
     run_tests tsan 5
-    build release poalocd qz_poa_location_loc test_server system_giop
-    run_tests release 1 -R LargeBody
+    build release poalocd qz_poa_location_loc test_server system_giop system_hostile
+    run_tests release 1 -R 'LargeBody|system/hostile/'
     ;;
   *)
     build "$1"

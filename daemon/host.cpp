@@ -9,6 +9,7 @@
 #include "daemon/host_event.h"
 #include "daemon/imr_store.h"
 #include "daemon/locator_store.h"
+#include "daemon/open_files.h"
 #include "daemon/orb_setup.h"
 #include "daemon/run_search.h"
 #include "platform/orb/exception_text.h"
@@ -109,7 +110,7 @@ void Host::open_store() {
 }
 
 void Host::open_front_door(Listen listen) {
-  const auto& config = m_configuration->settings().front_door;
+  auto config = m_configuration->settings().front_door;
   m_binding_manager = RefCountHandle<QZ_Binding::BindingManagerImpl>(new QZ_Binding::BindingManagerImpl);
   register_initial_reference("QZ_BindingManager", m_binding_manager.get());
   if (listen == Listen::NO) {
@@ -118,6 +119,10 @@ void Host::open_front_door(Listen listen) {
       for (const auto& listener : config.listeners) addresses.push_back({listener.host, listener.port});
     m_binding_manager->set_addresses(std::move(addresses));
     return;
+  }
+  const std::size_t wanted = std::exchange(config.max_connections, allow_connections(config.max_connections));
+  if (config.max_connections < wanted) {
+    report(m_event_log.get(), FEW_FILES_EVENT, {std::to_string(config.max_connections), std::to_string(wanted)});
   }
   m_front_door = std::make_unique<QZ_Binding::FrontDoor>(config, *m_binding_manager, m_event_log.get());
   try {

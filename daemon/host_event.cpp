@@ -28,6 +28,8 @@ const HostEvent THREAD_FAILED_EVENT{13, ERROR_PRIORITY, "The thread that %0 met 
 const HostEvent DAEMON_START_FAILED_EVENT{14, ERROR_PRIORITY, "poalocd could not start: %0"};
 const HostEvent STOP_LIMIT_EVENT{
     15, WARNING, "poalocd has not stopped within %0 s, most likely because a server hangs, and ends at once."};
+const HostEvent FEW_FILES_EVENT{
+    16, WARNING, "front_door.max_connections is %0 instead of %1: the system permits no more open files."};
 
 const HostEvent PROCESS_STARTED_EVENT{20, INFORMATION, "Process \"%0\" started. Pid: %1, program: %2"};
 const HostEvent PROCESS_START_FAILED_EVENT{21, ERROR_PRIORITY, "Process \"%0\" could not be started: %1"};

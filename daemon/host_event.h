@@ -30,6 +30,7 @@ extern const HostEvent ORB_MESSAGE_EVENT;
 extern const HostEvent THREAD_FAILED_EVENT;
 extern const HostEvent DAEMON_START_FAILED_EVENT;
 extern const HostEvent STOP_LIMIT_EVENT;
+extern const HostEvent FEW_FILES_EVENT;
 
 extern const HostEvent PROCESS_STARTED_EVENT;
 extern const HostEvent PROCESS_START_FAILED_EVENT;

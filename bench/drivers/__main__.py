@@ -7,6 +7,7 @@ import sys
 import tempfile
 
 import forward
+import hostile
 import machine
 import park
 import register
@@ -14,7 +15,8 @@ import scale
 import start
 from bench import Bench
 
-BENCHMARKS = {"forward": forward, "scale": scale, "park": park, "register": register, "start": start}
+BENCHMARKS = {"forward": forward, "scale": scale, "park": park, "register": register, "start": start,
+              "hostile": hostile}
 
 
 def show(report):

@@ -59,6 +59,22 @@ class Process:
         """Octets of its own that are in memory."""
         return self._status("RssAnon") * 1024
 
+    def open_files(self):
+        return len(self._open_files())
+
+    def sockets(self):
+        return sum(name.startswith("socket:") for name in self._open_files())
+
+    def _open_files(self):
+        folder = f"/proc/{self.pid}/fd"
+        files = []
+        for name in os.listdir(folder):
+            try:
+                files.append(os.readlink(os.path.join(folder, name)))
+            except FileNotFoundError:
+                pass  # closed meanwhile
+        return files
+
     def threads(self):
         return self._status("Threads")
 

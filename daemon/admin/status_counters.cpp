@@ -31,6 +31,7 @@ constexpr Named FRONT_DOOR[] = {
     {"oneway_forwards_lost", &FrontDoorCounters::oneway_forwards_lost},
     {"replies_dropped", &FrontDoorCounters::replies_dropped},
     {"requests_unrouted", &FrontDoorCounters::requests_unrouted},
+    {"requests_dropped", &FrontDoorCounters::requests_dropped},
     {"requests_unanswered", &FrontDoorCounters::requests_unanswered},
     {"connections_refused", &FrontDoorCounters::connections_refused},
     {"connections_refused_for_address", &FrontDoorCounters::connections_refused_for_address},

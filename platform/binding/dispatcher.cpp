@@ -62,7 +62,8 @@ void dispatch_here(FrontDoorContext& context, RequestRecord& record) {
 
 void drop_request(RequestRecord& record) {
   using Record = RequestRecord;
-  record.mark(Record::CLAIMED | Record::RETURNED);
+  const bool unclaimed = (record.mark(Record::CLAIMED | Record::RETURNED) & Record::CLAIMED) == 0;
+  if (unclaimed) ++record.connection().context().counters.requests_dropped;
   record.finish();
 }
 

@@ -24,6 +24,7 @@ struct FrontDoorCounters {
   Counter oneway_forwards_lost;
   Counter replies_dropped;      // client gone, connection ended or request cancelled
   Counter requests_unrouted;    // neither prefix nor name
+  Counter requests_dropped;     // client gone or request cancelled before an interceptor had it
   Counter requests_unanswered;  // interceptor ended the request without an outcome, or raised
 
   // Limits that bit.

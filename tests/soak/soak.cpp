@@ -1,6 +1,7 @@
 // Random registrations, removals, server starts and deaths under 64 clients:
 //   soak [SECONDS] [SEED]
-// Every request must get its answer or a documented exception, and the locator must serve on and end well.
+// Every request must get its answer or a documented exception, the books must balance, and the locator must serve on
+// and end well.
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -8,6 +9,7 @@
 #include <thread>
 
 #include "tests/soak/soak_client.h"
+#include "tests/support/counters.h"
 #include "tests/system/activation/activation_test.h"
 
 namespace {
@@ -44,10 +46,10 @@ class Soak : public ActivationTest {
   }
 
   std::vector<SoakClient::Target> targets() const {
-    std::vector<SoakClient::Target> result = {{spec_for("nobody").key, false}};
-    for (const std::string& path : paths("hand_made")) result.push_back({spec_for(path).key});
+    std::vector<SoakClient::Target> result = {{spec_for("nobody").key, ""}};
+    for (const std::string& path : paths("hand_made")) result.push_back({spec_for(path).key, path});
     for (int i = 0; i < PROCESSES; ++i) {
-      for (const std::string& path : paths(orb_name(i))) result.push_back({spec_for(path).key});
+      for (const std::string& path : paths(orb_name(i))) result.push_back({spec_for(path).key, path});
     }
     return result;
   }
@@ -126,10 +128,19 @@ TEST_F(Soak, EveryRequestHasItsOutcome) {
   EXPECT_TRUE(books.balanced());
   EXPECT_GT(books.forwarded, 0U);
   EXPECT_GT(m_deaths, 0U);
+  clients.clear();
   for (int i = 0; i < PROCESSES; ++i) {
     for (const std::string& path : paths(orb_name(i))) expect_answered_soon(path);
   }
   m_hand_made.remove_activator();
+  // What clients have deserted may still wait for these.
+  for (const std::string& path : paths("hand_made")) attempt([&] { m_hand_made.add(path); });
+  EXPECT_TRUE(support::books_balance(m_locator));
+  // The locator has counted what the clients saw, and also what servers asked for.
+  const support::Counters counters(m_locator);
+  EXPECT_GE(counters.requests_in(), books.forwarded + books.exceptions);
+  EXPECT_GE(counters["forwards"], books.forwarded);
+  EXPECT_GE(counters["exceptions"] + counters["unknown_objects"], books.exceptions);
 }
 
 }  // namespace

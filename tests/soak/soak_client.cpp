@@ -21,6 +21,12 @@ bool is_documented(const support::SystemException& exception) {
          std::find(MINORS.begin(), MINORS.end(), exception.minor) != MINORS.end();
 }
 
+// A server's own key names its POA and ends with the object's id.
+bool leads_to(const support::ForwardedReference& forward, const std::string& path) {
+  const std::string key = support::text_of(forward.key);
+  return key.find(path) != std::string::npos && key.ends_with("object");
+}
+
 }  // namespace
 
 SoakBooks& SoakBooks::operator+=(const SoakBooks& other) {
@@ -42,49 +48,59 @@ void SoakClient::run(const std::atomic<bool>& end) {
 void SoakClient::ask_once() {
   if (!m_connection)
     m_connection = std::make_unique<support::GiopClient>(m_locator.host(), support::Locator::FRONT_DOOR);
-  const Target& target = m_targets[m_random() % m_targets.size()];
+  Asked asked;
+  asked.target = &m_targets[m_random() % m_targets.size()];
+  asked.dialect = {static_cast<unsigned>(m_random() % 3), static_cast<support::ByteOrder>(m_random() % 2)};
+  asked.locate = m_random() % 3 == 0;
   support::RequestSpec spec;
-  spec.dialect = {static_cast<unsigned>(m_random() % 3), static_cast<support::ByteOrder>(m_random() % 2)};
+  spec.dialect = asked.dialect;
   spec.id = ++m_last_id;
-  spec.key = target.key;
-  m_connection->send(m_random() % 3 == 0 ? locate_request(spec) : request(spec));
+  spec.key = asked.target->key;
+  m_connection->send(asked.locate ? locate_request(spec) : request(spec));
   ++m_books.asked;
   const unsigned mood = m_random() % 32;
   if (mood == 0) {
     m_connection.reset();
+    m_cancelled.clear();
     ++m_books.deserted;
   } else if (mood <= 2) {
     m_connection->send(support::cancel_request(spec.dialect, spec.id));
+    m_cancelled.emplace(spec.id, asked);
     ++m_books.cancelled;
   } else {
-    receive_answer(target, spec.id);
+    receive_answer(spec.id, asked);
   }
 }
 
-void SoakClient::receive_answer(const Target& target, std::uint32_t id) {
+void SoakClient::receive_answer(std::uint32_t id, const Asked& asked) {
   for (;;) {
     const Reply reply = m_connection->receive_reply(PATIENCE);
-    // A request that was cancelled may have been answered before.
-    if (reply.id < id) continue;
-    if (reply.id != id) refuse(reply);
-    return check(target, reply);
+    if (reply.id == id) {
+      ++(check(asked, reply) ? m_books.forwarded : m_books.exceptions);
+      return;
+    }
+    // A request that was cancelled may have been answered before, but only once.
+    const auto cancelled = m_cancelled.extract(reply.id);
+    if (cancelled.empty()) refuse(reply);
+    check(cancelled.mapped(), reply);
   }
 }
 
-void SoakClient::check(const Target& target, const Reply& reply) {
+bool SoakClient::check(const Asked& asked, const Reply& reply) {
+  const bool known = !asked.target->path.empty();
+  if ((reply.type == support::LOCATE_REPLY) != asked.locate || reply.dialect.minor != asked.dialect.minor)
+    refuse(reply);
   if (reply.forward) {
-    if (!target.known || reply.forward->key.empty()) refuse(reply);
-    ++m_books.forwarded;
-    return;
+    if (!known || !leads_to(*reply.forward, asked.target->path)) refuse(reply);
+    return true;
   }
-  ++m_books.exceptions;
-  const bool locate = reply.type == support::LOCATE_REPLY;
-  if (!target.known) {
-    const bool unknown = locate ? reply.status == support::UNKNOWN_OBJECT : bool(reply.exception);
-    if (!unknown || (!locate && reply.exception->id != "IDL:omg.org/CORBA/OBJECT_NOT_EXIST:1.0")) refuse(reply);
-    return;
+  if (!known) {
+    const bool unknown = asked.locate ? reply.status == support::UNKNOWN_OBJECT : bool(reply.exception);
+    if (!unknown || (!asked.locate && reply.exception->id != "IDL:omg.org/CORBA/OBJECT_NOT_EXIST:1.0")) refuse(reply);
+    return false;
   }
   // Before GIOP 1.2 this stands for an exception that the request itself would get.
-  if (locate && reply.dialect.minor < 2 && reply.status == support::OBJECT_HERE) return;
+  if (asked.locate && reply.dialect.minor < 2 && reply.status == support::OBJECT_HERE) return false;
   if (!reply.exception || !is_documented(*reply.exception)) refuse(reply);
+  return false;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -20,8 +21,8 @@ struct SoakBooks {
 class SoakClient {
  public:
   struct Target {
-    support::Octets key;
-    bool known = true;  // otherwise nothing of that name is in the repository
+    support::Octets key;  // of the POA's object "object"
+    std::string path;     // empty: nothing of that name is in the repository
   };
 
   SoakClient(const support::Locator& locator, const std::vector<Target>& targets, unsigned seed);
@@ -32,14 +33,22 @@ class SoakClient {
   const SoakBooks& books() const { return m_books; }
 
  private:
+  struct Asked {
+    const Target* target;
+    support::Dialect dialect;
+    bool locate;
+  };
+
   void ask_once();
-  void receive_answer(const Target& target, std::uint32_t id);
-  void check(const Target& target, const support::Reply& reply);
+  void receive_answer(std::uint32_t id, const Asked& asked);
+  // Whether it is a forward; otherwise it is an exception.
+  static bool check(const Asked& asked, const support::Reply& reply);
 
   const support::Locator& m_locator;
   const std::vector<Target>& m_targets;
   std::mt19937 m_random;
   std::unique_ptr<support::GiopClient> m_connection;
   std::uint32_t m_last_id = 0;
+  std::map<std::uint32_t, Asked> m_cancelled;  // on this connection, and not answered so far
   SoakBooks m_books;
 };

@@ -38,7 +38,11 @@ Event MessageReader::read(std::span<const unsigned char>& octets, Time now) {
 
 std::optional<Time> MessageReader::oldest_incomplete() const {
   std::optional<Time> oldest;
-  if (m_state != State::HEADER || m_head_size > 0) oldest = m_message_started;
+  if (m_state == State::BODY) {
+    oldest = m_request.started();  // which may have come in fragments before this one
+  } else if (m_state != State::HEADER || m_head_size > 0) {
+    oldest = m_message_started;
+  }
   for (const RequestAssembly& request : m_incomplete) {
     if (!oldest || request.started() < *oldest) oldest = request.started();
   }

@@ -27,6 +27,10 @@ void HostileTest::expect_forwards() {
   EXPECT_TRUE(is_forward_to_server(client.call(locate_request(spec_for("Bank", 2))), "Bank"));
 }
 
+void HostileTest::expect_counted(const char* counter, std::uint64_t least) {
+  EXPECT_TRUE(support::wait_until([&] { return support::Counters(m_locator)[counter] >= least; })) << counter;
+}
+
 void HostileTest::expect_logged(FrontDoorEvent id, const std::string& peer, const std::string& what) {
   EXPECT_TRUE(m_locator.log().wait_for([&](const support::Event& event) {
     return event.subsystem == "QZ_FRONT_DOOR" && event.id == id && event.parameters.size() >= 2 &&

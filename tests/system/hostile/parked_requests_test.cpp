@@ -1,4 +1,5 @@
 // Clients of a server that does not come: they give up, vanish, and come again.
+
 #include "tests/system/hostile/hostile_test.h"
 
 namespace {
@@ -39,6 +40,9 @@ TEST_F(ParkedRequestsTest, ClientThatCancelsAndAsksAgainTenThousandTimesIsAnswer
   const support::Reply reply = client.receive_reply();
   EXPECT_EQ(reply.id, TIMES + 1);
   EXPECT_TRUE(is_forward_to_server(reply, "Stopped"));
+  expect_counted("cancel_requests", TIMES);
+  expect_counted("replies_dropped", TIMES);
+  EXPECT_TRUE(support::books_balance(m_locator));
   expect_forwards();
 }
 
@@ -60,6 +64,8 @@ TEST_F(ParkedRequestsTest, ClientThatVanishesAndComesBackTenThousandTimesLeavesN
   const support::Reply reply = stays.receive_reply();
   EXPECT_EQ(reply.id, 7U);
   EXPECT_TRUE(is_forward_to_server(reply, "Stopped"));
+  expect_counted("replies_dropped", 1);
+  EXPECT_TRUE(support::books_balance(m_locator));
   expect_forwards();
 }
 
@@ -81,6 +87,7 @@ TEST_F(ParkedRequestsTest, RepliesToAThousandConnectionsThatHaveGoneHurtNobody) 
   }
   EXPECT_TRUE(is_forward_to_server(stays.receive_reply(), "Stopped"));
   EXPECT_TRUE(files_return_to(files_before));
+  EXPECT_TRUE(support::books_balance(m_locator));
   expect_forwards();
 }
 
@@ -95,6 +102,7 @@ TEST_F(ParkedRequestsTest, RequestThatWaitsLongerThanItMayIsAnsweredTransient) {
     EXPECT_TRUE(is_exception(reply, "TRANSIENT", PARKED_TOO_LONG));
   }
   expect_logged(PARK_TIME, client.address(), "500");
+  expect_counted("park_timeouts", 2);
   m_server.add("Stopped");
   EXPECT_TRUE(is_forward_to_server(client.call(request(spec_for("Stopped", 3))), "Stopped"));
   expect_forwards();

@@ -1,4 +1,6 @@
 // Peers that take their time, or for ever.
+#include <thread>
+
 #include "tests/system/hostile/hostile_test.h"
 
 namespace {
@@ -18,20 +20,25 @@ class SlowPeersTest : public HostileTest {
   }
 };
 
-TEST_F(SlowPeersTest, WritersOfOneOctetAtATimeAreCutOff) {
-  start({{"message_time", "1"}});
+TEST_F(SlowPeersTest, WritersOfAHeaderOctetASecondAreCutOff) {
+  using Clock = std::chrono::steady_clock;
+  start({{"message_time", "3"}});
   const std::size_t files_before = files();
-  std::vector<GiopClient> writers = connect_many(20);
+  std::vector<GiopClient> writers = connect_many(100);
   const Octets whole = request(spec_for("Bank"));
-  for (std::size_t i = 0; i < support::HEADER_SIZE; ++i) {
+  const auto begin = Clock::now();
+  for (std::size_t i = 0; i < support::HEADER_SIZE && !writers[0].something_arrived(); ++i) {
+    std::this_thread::sleep_until(begin + std::chrono::seconds(i));  // the writers' pace
     for (GiopClient& writer : writers) writer.try_send({whole[i]});
-    if (support::wait_until([&] { return writers[0].something_arrived(); }, std::chrono::milliseconds(200))) break;
-    if (i == 3) expect_forwards();
+    expect_forwards();
   }
+  // Not before they had their time, and before they had a header.
+  EXPECT_GE(Clock::now() - begin, std::chrono::seconds(3));
   for (GiopClient& writer : writers) {
     expect_ended(writer, support::CLOSE_CONNECTION);
-    expect_logged(MESSAGE_TIME, writer.address(), "1000");
+    expect_logged(MESSAGE_TIME, writer.address(), "3000");
   }
+  expect_counted("message_timeouts", writers.size());
   writers.clear();
   EXPECT_TRUE(files_return_to(files_before));
   expect_forwards();
@@ -45,6 +52,7 @@ TEST_F(SlowPeersTest, ConnectionsThatNeverSendAreClosed) {
     expect_ended(client, support::CLOSE_CONNECTION);
     expect_logged(IDLE, client.address(), "500");
   }
+  expect_counted("idle_timeouts", silent.size());
   silent.clear();
   EXPECT_TRUE(files_return_to(files_before));
   expect_forwards();
@@ -107,6 +115,50 @@ TEST_F(SlowPeersTest, BodyInFragmentsThatNeverEndIsCutOff) {
   expect_forwards();
 }
 
+// One that looks at it finds this connection in the middle of a fragment that has just begun, whenever it does.
+TEST_F(SlowPeersTest, FragmentsThatAreAlwaysUnderwayAreCutOff) {
+  start({{"message_time", "1"}});
+  RequestSpec spec = spec_for("Bank", 3);
+  spec.body = Octets(8, 'x');
+  Octets first = request(spec);
+  first[6] |= 2;
+  Octets more =
+      message({2, ByteOrder::BIG}, support::FRAGMENT, CdrWriter(ByteOrder::BIG).ulong(3).raw(Octets(12, 'x')).octets());
+  more[6] |= 2;
+  const Octets begun(more.begin(), more.end() - 4), rest(more.end() - 4, more.end());
+  GiopClient client = connect();
+  client.send(first + begun);
+  EXPECT_TRUE(support::wait_until([&] { return client.something_arrived() || !client.try_send(rest + begun); }));
+  expect_ended(client, support::CLOSE_CONNECTION);
+  expect_logged(MESSAGE_TIME, client.address(), "1000");
+  expect_forwards();
+}
+
+// More requests at once than may be incomplete, a fragment of each in turn.
+TEST_F(SlowPeersTest, FragmentsOfAThousandRequestsInterleavedAreRefusedAtTheirLimit) {
+  start();
+  const std::size_t files_before = files(), memory_before = resident();
+  std::vector<GiopClient> clients = connect_many(20);
+  for (GiopClient& client : clients) {
+    Octets all;
+    for (std::uint32_t id = 1; id <= 1000; ++id) {
+      RequestSpec spec = spec_for("Bank", id);
+      spec.body = Octets(8, 'x');
+      Octets first = request(spec);
+      first[6] |= 2;
+      all.insert(all.end(), first.begin(), first.end());
+    }
+    client.try_send(all);
+    expect_ended(client, support::MESSAGE_ERROR);
+    expect_logged(INCOMPLETE_LIMIT, client.address(), "32");
+  }
+  expect_counted("incomplete_requests_exceeded", clients.size());
+  clients.clear();
+  EXPECT_LT(resident(), memory_before + FLAT_KIB);
+  EXPECT_TRUE(files_return_to(files_before));
+  expect_forwards();
+}
+
 // Each fragment brings a service context of the smallest size, so that the header never ends.
 TEST_F(SlowPeersTest, HeaderInFragmentsThatNeverEndsIsRefusedAtItsLimit) {
   start();
@@ -123,6 +175,7 @@ TEST_F(SlowPeersTest, HeaderInFragmentsThatNeverEndsIsRefusedAtItsLimit) {
     expect_ended(client, support::MESSAGE_ERROR);
     expect_logged(HEADER_SIZE, client.address(), "65536");
   }
+  expect_counted("headers_too_long", 2);
   expect_forwards();
 }
 

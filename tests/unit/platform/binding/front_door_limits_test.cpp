@@ -23,9 +23,14 @@ class FrontDoorLimits : public FrontDoorTest {
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->id(), 4711u);
   }
-  void expect_logged(const QZ_Binding::FrontDoorMsg& message) {
+  // The event names the peer, and the limit or what else it did; what is empty where that is not known beforehand.
+  void expect_logged(const QZ_Binding::FrontDoorMsg& message, const std::string& what,
+                     const std::string& who = "127.0.0.1") {
     EXPECT_TRUE(eventually([&] { return !log->events(message.id).empty(); })) << message.text;
     for (const auto& event : log->events(message.id)) {
+      ASSERT_EQ(event.params.size(), 3u);
+      EXPECT_EQ(event.params[0].rfind(who, 0), 0u) << event.params[0];
+      if (!what.empty()) EXPECT_EQ(event.params[1], what);
       EXPECT_EQ(event.subsystem, "QZ_FRONT_DOOR");
       EXPECT_EQ(event.priority, message.priority);
       // Each parameter has its place in the text.
@@ -59,7 +64,7 @@ TEST_F(FrontDoorLimits, BadMagicInMidStreamIsAnsweredAndEndsTheConnection) {
   EXPECT_EQ(error->octets.size(), 12u);
   EXPECT_TRUE(client.closed_by_server());
   EXPECT_EQ(counters().protocol_errors, 1u);
-  expect_logged(QZ_Binding::PROTOCOL_ERROR_MSG);
+  expect_logged(QZ_Binding::PROTOCOL_ERROR_MSG, "what comes is not GIOP");
 }
 
 TEST_F(FrontDoorLimits, MessageErrorIsInTheClientsVersion) {
@@ -101,7 +106,7 @@ TEST_F(FrontDoorLimits, ConnectionsAreLimited) {
   EXPECT_TRUE(third.closed_by_server());
   EXPECT_EQ(counters().connections_refused, 1u);
   EXPECT_EQ(counters().connections_open, 2u);
-  expect_logged(QZ_Binding::CONNECTION_LIMIT_MSG);
+  expect_logged(QZ_Binding::CONNECTION_LIMIT_MSG, "2");
   first.reset();
   ASSERT_TRUE(eventually([&] { return counters().connections_open == 1; }));
   Client fourth(port());
@@ -116,7 +121,7 @@ TEST_F(FrontDoorLimits, ConnectionsPerAddressAreLimited) {
   Client second(port());
   EXPECT_TRUE(second.closed_by_server());
   EXPECT_EQ(counters().connections_refused_for_address, 1u);
-  expect_logged(QZ_Binding::ADDRESS_LIMIT_MSG);
+  expect_logged(QZ_Binding::ADDRESS_LIMIT_MSG, "1");
 }
 
 TEST_F(FrontDoorLimits, HeaderSizeIsLimited) {
@@ -124,7 +129,7 @@ TEST_F(FrontDoorLimits, HeaderSizeIsLimited) {
   start();
   expect_refused_with_message_error(request({.minor = 1, .key = std::string(1000, 'k')}), 1);
   EXPECT_EQ(counters().headers_too_long, 1u);
-  expect_logged(QZ_Binding::HEADER_SIZE_MSG);
+  expect_logged(QZ_Binding::HEADER_SIZE_MSG, "1000");
 }
 
 TEST_F(FrontDoorLimits, KeySizeIsLimited) {
@@ -140,7 +145,7 @@ TEST_F(FrontDoorLimits, KeySizeIsLimited) {
     EXPECT_EQ(reply->exception(), "IDL:omg.org/CORBA/IMP_LIMIT:1.0");
   }
   EXPECT_EQ(counters().keys_too_long, 2u);
-  expect_logged(QZ_Binding::KEY_SIZE_MSG);
+  expect_logged(QZ_Binding::KEY_SIZE_MSG, "100");
   ASSERT_TRUE(client.send(request({.key = key.substr(0, 100)})));
   EXPECT_EQ(client.receive()->status(), 3u);
 }
@@ -154,7 +159,7 @@ TEST_F(FrontDoorLimits, IncompleteRequestsAreLimited) {
   }
   expect_refused_with_message_error(all, 2);
   EXPECT_EQ(counters().incomplete_requests_exceeded, 1u);
-  expect_logged(QZ_Binding::INCOMPLETE_LIMIT_MSG);
+  expect_logged(QZ_Binding::INCOMPLETE_LIMIT_MSG, "3");
 }
 
 TEST_F(FrontDoorLimits, ReadingPausesWhileTooManyRequestsAreUnanswered) {
@@ -169,7 +174,7 @@ TEST_F(FrontDoorLimits, ReadingPausesWhileTooManyRequestsAreUnanswered) {
   std::vector<Pending> pending = parking.take(5);
   ASSERT_EQ(pending.size(), 5u);
   EXPECT_EQ(parking.take(1, 50ms).size(), 0u);
-  expect_logged(QZ_Binding::REQUEST_LIMIT_MSG);
+  expect_logged(QZ_Binding::REQUEST_LIMIT_MSG, "5");
 
   // Answering one lets one in.
   pending[0].forward(target);
@@ -216,7 +221,8 @@ TEST_F(FrontDoorLimits, SlowReaderIsNotReadFromUntilItHasTakenItsReplies) {
   }
   std::thread sender([&] { client.send(all); });
   ASSERT_TRUE(eventually([&] { return counters().reads_paused_for_output > 0; }));
-  expect_logged(QZ_Binding::OUTPUT_LIMIT_MSG);
+  expect_logged(QZ_Binding::OUTPUT_LIMIT_MSG, "");
+  EXPECT_GE(std::stoul(log->events(QZ_Binding::OUTPUT_LIMIT_MSG.id).at(0).params.at(1)), config.max_output_size);
   EXPECT_LT(counters().forwards, COUNT);
   std::uint32_t id = 0;
   for (; id < COUNT; ++id) {
@@ -241,7 +247,7 @@ TEST_F(FrontDoorLimits, ReaderThatTakesNothingIsCutOff) {
   std::thread sender([&] { client.send(all); });
   ASSERT_TRUE(eventually([&] { return counters().connections_open == 0; }));
   EXPECT_EQ(counters().message_timeouts, 1u);
-  expect_logged(QZ_Binding::OUTPUT_TIME_MSG);
+  expect_logged(QZ_Binding::OUTPUT_TIME_MSG, "1000");
   sender.join();
 }
 
@@ -256,7 +262,7 @@ TEST_F(FrontDoorLimits, IdleConnectionIsClosedWithCloseConnection) {
   EXPECT_EQ(goodbye->minor, 2u);
   EXPECT_TRUE(client.closed_by_server());
   EXPECT_EQ(counters().idle_timeouts, 1u);
-  expect_logged(QZ_Binding::IDLE_MSG);
+  expect_logged(QZ_Binding::IDLE_MSG, "500");
 }
 
 TEST_F(FrontDoorLimits, ConnectionThatWaitsForAnAnswerIsNotIdle) {
@@ -291,7 +297,7 @@ TEST_F(FrontDoorLimits, MessageThatDoesNotEndInTimeEndsTheConnection) {
     EXPECT_TRUE(client.closed_by_server());
   }
   EXPECT_EQ(counters().message_timeouts, 3u);
-  expect_logged(QZ_Binding::MESSAGE_TIME_MSG);
+  expect_logged(QZ_Binding::MESSAGE_TIME_MSG, "100");
 }
 
 // Takes every free descriptor of the process while it lives.
@@ -336,7 +342,8 @@ TEST_F(FrontDoorLimits, AcceptingGoesOnAfterDescriptorsRanOut) {
         << "it tries without pause";
     EXPECT_EQ(counters().connections_open, 2u);
   }
-  expect_logged(QZ_Binding::ACCEPT_FAILED_MSG);
+  expect_logged(QZ_Binding::ACCEPT_FAILED_MSG, std::error_code(EMFILE, std::generic_category()).message(),
+                "127.0.0.1:" + std::to_string(port()));
   ASSERT_TRUE(eventually([&] { return counters().connections_open == 3; }));
   ::close(socket);
 }

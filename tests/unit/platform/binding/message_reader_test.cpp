@@ -271,6 +271,25 @@ TEST(MessageReader, TellsSinceWhenAMessageIsIncomplete) {
   EXPECT_FALSE(reader.oldest_incomplete());
 }
 
+// Whatever place of whichever fragment the reader is at.
+TEST(MessageReader, TellsSinceWhenARequestInFragmentsIsIncomplete) {
+  using std::chrono::seconds;
+  const QZ_Giop::Time start{seconds(100)};
+  const Octets body = request_body({.body = 40});
+  Octets stream;
+  for (auto piece = body.begin(); body.end() - piece > 8; piece += 8) {
+    const Octets id(body.begin(), piece == body.begin() ? body.begin() : body.begin() + 4);
+    stream =
+        joined({stream, message(2, true, piece == body.begin() ? 0 : 7, joined({id, Octets(piece, piece + 8)}), true)});
+  }
+  MessageReader reader(LIMITS);
+  for (std::size_t i = 0; i < stream.size(); ++i) {
+    std::span<const unsigned char> octet(&stream[i], 1);
+    ASSERT_EQ(reader.read(octet, start + seconds(i)).kind, Kind::MORE) << i;
+    EXPECT_EQ(reader.oldest_incomplete(), start) << i;
+  }
+}
+
 // ---- What is refused.
 
 MessageFault fault_of(const Octets& octets, std::size_t piece = 1 << 20) {

@@ -1,0 +1,78 @@
+"""What hostile and broken peers cost the others: while they are there, and what is left of it when they have gone."""
+
+import time
+
+import load
+import peers
+from forward import CLOSED
+from registrations import poa_name
+from result import Result, median, ratios
+
+STOPPED = poa_name(0, "stopped")
+LIMIT = 60
+# Nobody new comes in meanwhile.
+SHUT_OUT = {peers.no_descriptors}
+
+
+def prepare(bench):
+    """A locator with a POA that runs, and one whose server is started and never comes."""
+    locator = bench.locator()
+    bench.registrations.add(locator, 1)
+    bench.registrations.add(locator, 1, "--prefix", "stopped", "--orb-name", "stopped", "--remove")
+    locator.administer("process", "add", "stopped", "--", "sleep", "3600")
+    locator.administer("orb", "set", "stopped", "--process", "stopped")
+    locator.administer("process", "start", "stopped")
+    return locator
+
+
+def throughput(bench, locator):
+    times = load.times(bench) if bench.quick else ("--warmup", "0.5", "--duration", "1.5")
+    return load.measure(bench, locator.process, locator.target(poa_name(0)), *CLOSED, *times)["throughput"]
+
+
+def wait_until_gone(process, sockets):
+    end = time.monotonic() + LIMIT
+    while process.sockets() > sockets:
+        if time.monotonic() > end:
+            raise RuntimeError(f"{process.sockets() - sockets} connections of peers that have gone are still open")
+        time.sleep(0.01)
+
+
+def measure(bench, kind, attacked, spared, order):
+    sockets = attacked.process.sockets()
+    run = {}
+    with peers.Peers(kind, peers.Target(attacked, poa_name(0), STOPPED)):
+        if kind in SHUT_OUT:
+            time.sleep(1)
+        else:
+            run["meanwhile"] = throughput(bench, attacked)
+    wait_until_gone(attacked.process, sockets)
+    for name, locator in order({"afterwards": attacked, "spared": spared}.items()):
+        run[name] = throughput(bench, locator)
+    run["memory"] = attacked.process.memory()
+    bench.say(f"{kind.__name__}: {', '.join(f'{name} {value:,.0f}' for name, value in run.items())}")
+    return run
+
+
+def run(bench):
+    result = Result()
+    attacked, spared = prepare(bench), prepare(bench)
+    runs = {kind.__name__: [] for kind in peers.ALL}
+    try:
+        for number in range(bench.rounds):
+            order = list if number % 2 == 0 else lambda items: reversed(list(items))
+            for kind in peers.ALL:
+                runs[kind.__name__].append(measure(bench, kind, attacked, spared, order))
+    finally:
+        # The servers that never come would outlive their locators.
+        for locator in (attacked, spared):
+            locator.administer("process", "stop", "stopped")
+
+    result.figures = runs
+    for name, of_name in runs.items():
+        after = [run["afterwards"] for run in of_name]
+        result.at_least(
+            f"throughput after {name}, of a locator that was spared",
+            median(ratios(after, [run["spared"] for run in of_name])), 0.95,
+        )
+    return result

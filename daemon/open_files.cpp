@@ -1,0 +1,29 @@
+#include "daemon/open_files.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+
+namespace poalocd {
+
+namespace {
+
+// For store, servers and the ORB's connections; where there are few files, a quarter of them.
+constexpr rlim_t OWN_FILES = 1000;
+constexpr rlim_t OWN_SHARE = 4;
+
+}  // namespace
+
+std::size_t allow_connections(std::size_t wanted) {
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) != 0) return wanted;
+  const rlim_t needed = wanted + OWN_FILES;
+  if (files.rlim_cur < needed) {
+    const rlim_t before = files.rlim_cur;
+    files.rlim_cur = std::min(needed, files.rlim_max);
+    if (setrlimit(RLIMIT_NOFILE, &files) != 0) files.rlim_cur = before;
+  }
+  return std::min<rlim_t>(wanted, files.rlim_cur - std::min(OWN_FILES, files.rlim_cur / OWN_SHARE));
+}
+
+}  // namespace poalocd

@@ -1,0 +1,38 @@
+#include "daemon/open_files.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cstdlib>
+
+namespace {
+
+struct Case {
+  rlimit before;
+  std::size_t wanted, allowed;
+  rlim_t soft_limit_then;
+};
+
+[[noreturn]] void try_out(const Case& c) {
+  if (setrlimit(RLIMIT_NOFILE, &c.before) != 0) std::_Exit(2);
+  if (poalocd::allow_connections(c.wanted) != c.allowed) std::_Exit(1);
+  rlimit then{};
+  std::_Exit(getrlimit(RLIMIT_NOFILE, &then) == 0 && then.rlim_cur == c.soft_limit_then ? 0 : 1);
+}
+
+// In a process of its own: what is taken from the hard limit does not come back.
+void expect_allowed(const Case& c) {
+  EXPECT_EXIT(try_out(c), ::testing::ExitedWithCode(0), "") << c.before.rlim_cur << " of " << c.before.rlim_max;
+}
+
+TEST(OpenFiles, LimitIsRaisedAsFarAsIsNeeded) {
+  expect_allowed({{256, 4000}, 500, 500, 1500});
+  expect_allowed({{2000, 4000}, 500, 500, 2000});
+}
+
+TEST(OpenFiles, ConnectionsAreFewerWhereTheSystemDoesNotPermitThem) {
+  expect_allowed({{256, 4000}, 20'000, 3000, 4000});
+  expect_allowed({{400, 400}, 20'000, 300, 400});
+}
+
+}  // namespace
