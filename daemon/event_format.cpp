@@ -1,8 +1,8 @@
 #include "daemon/event_format.h"
 
-#include <spdlog/fmt/fmt.h>
-#include <algorithm>
+#include <spdlog/fmt/compile.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <qz_logging.hh>
 
@@ -78,7 +78,7 @@ std::string time_text(std::chrono::system_clock::time_point time) {
   const auto day = std::chrono::floor<std::chrono::days>(time);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss clock(std::chrono::floor<std::chrono::microseconds>(time - day));
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}Z", static_cast<int>(date.year()),
+  return fmt::format(FMT_COMPILE("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}Z"), static_cast<int>(date.year()),
                      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), clock.hours().count(),
                      clock.minutes().count(), clock.seconds().count(), clock.subseconds().count());
 }

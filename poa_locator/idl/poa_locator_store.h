@@ -72,14 +72,12 @@ class ActiveEndpointData : public CosPersistentState::StorageObject {
   // Name of the ORB in which the POA is active.
   std::string orb() const { return get(ORB); }
 
-  // What the server registered; nil while the POA is not running. The caller releases it.
-  QZ_POA_PersistentServer::EndpointDynamicState_ptr remote_endpoint() const { return get(REMOTE_ENDPOINT); }
-  QZ_CORBA::PackedReference packed_remote_endpoint() const { return get_packed(REMOTE_ENDPOINT); }
+  // What the server registered; nil while the POA is not running.
+  QZ_CORBA::PackedReference remote_endpoint() const { return get_packed(REMOTE_ENDPOINT); }
   void remote_endpoint(QZ_POA_PersistentServer::EndpointDynamicState_ptr value) { set(REMOTE_ENDPOINT, value); }
 
-  // The server's reference of the POA with an empty object id; nil like the above. The caller releases it.
-  CORBA::Object_ptr proto_direct_ior() const { return get(PROTO_DIRECT_IOR); }
-  QZ_CORBA::PackedReference packed_proto_direct_ior() const { return get_packed(PROTO_DIRECT_IOR); }
+  // The server's reference of the POA with an empty object id; nil like the above.
+  QZ_CORBA::PackedReference proto_direct_ior() const { return get_packed(PROTO_DIRECT_IOR); }
   void proto_direct_ior(CORBA::Object_ptr value) { set(PROTO_DIRECT_IOR, value); }
 };
 

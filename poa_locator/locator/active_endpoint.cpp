@@ -92,13 +92,13 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
 
 ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data)
     : m_rep(new ActiveEndpointRep(locator, data->id())) {
-  const QZ_IOR::IOR_var ior = data->packed_proto_direct_ior().ior();
+  const QZ_IOR::IOR_var ior = data->proto_direct_ior().ior();
   QZ_IOR::IOREndpoint_var ior_endpoint;
   if (!CORBA::is_nil(ior)) {
     CORBA::OctetSeq_var key;
     ior_endpoint = ior->split(key.out());
   }
-  m_rep->requests.publish(data->packed_remote_endpoint(), ior_endpoint);
+  m_rep->requests.publish(data->remote_endpoint(), ior_endpoint);
   const QZ_String orb_name = data->orb();
   try {
     if (!orb_name.empty()) join_orb(orb_name, false);

@@ -163,7 +163,7 @@ TEST_F(PluginHomes, ReferencesOfServersComeBackAsTheyWereStored) {
   with<ActiveEndpointHome>([&](ActiveEndpointHome& home, auto&) {
     const auto data = home.create(octet_seq("id"), "orb", QZ_POA_PersistentServer::EndpointDynamicState::_nil(),
                                   CORBA::Object::_nil());
-    EXPECT_TRUE(CORBA::is_nil(QZ_POA_PersistentServer::EndpointDynamicState_var(data->remote_endpoint())));
+    EXPECT_TRUE(data->remote_endpoint().is_nil());
     const auto state = QZ_POA_PersistentServer::EndpointDynamicState_var(
         QZ_POA_PersistentServer::EndpointDynamicState::_unchecked_narrow(object));
     data->remote_endpoint(state);
@@ -177,9 +177,9 @@ TEST_F(PluginHomes, ReferencesOfServersComeBackAsTheyWereStored) {
     const auto data = ActiveEndpointDataRef::from_any(row.in(), association);
     EXPECT_EQ(octets(data->id()), "id");
     EXPECT_EQ(data->orb(), "orb");
-    const QZ_POA_PersistentServer::EndpointDynamicState_var state = data->remote_endpoint();
+    const CORBA::Object_var state = data->remote_endpoint().object();
     EXPECT_TRUE(state->_is_equivalent(object));
-    const CORBA::Object_var ior = data->proto_direct_ior();
+    const CORBA::Object_var ior = data->proto_direct_ior().object();
     EXPECT_TRUE(ior->_is_equivalent(object));
     EXPECT_FALSE(rows->next());
     EXPECT_EQ(octets(home.find_by_id(octet_seq("id"))->id()), "id");
