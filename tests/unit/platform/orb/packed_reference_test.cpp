@@ -73,6 +73,7 @@ TEST(PackedReference, is_nil_when_it_is_made_of_nothing) {
 }
 
 TEST(PackedReference, reads_either_byte_order) {
+  test_orb::orb();
   for (const bool little_endian : {false, true}) {
     const PackedReference packed{PackedReference::Octets(opaque(little_endian))};
     EXPECT_EQ(body_of(packed, little_endian), opaque(little_endian));
