@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "daemon/child_plan.h"
+#include "daemon/open_files.h"
 
 namespace poalocd {
 
@@ -58,11 +59,15 @@ void become(const ChildPlan& plan) {
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 
-  // The kernel's calls: the library's would have all threads change user with this one.
-  const ChildUser& user = *plan.user();
-  if (syscall(SYS_setgroups, user.groups.size(), user.groups.data()) != 0) return;
-  if (syscall(SYS_setresgid, user.gid, user.gid, user.gid) != 0) return;
-  if (syscall(SYS_setresuid, user.uid, user.uid, user.uid) != 0) return;
+  const rlimit* files = files_limit_of_servers();
+  if (files && setrlimit(RLIMIT_NOFILE, files) != 0) return;
+  if (plan.user()) {
+    // The kernel's calls: the library's would have all threads change user with this one.
+    const ChildUser& user = *plan.user();
+    if (syscall(SYS_setgroups, user.groups.size(), user.groups.data()) != 0) return;
+    if (syscall(SYS_setresgid, user.gid, user.gid, user.gid) != 0) return;
+    if (syscall(SYS_setresuid, user.uid, user.uid, user.uid) != 0) return;
+  }
 
   if (plan.directory() >= 0 && fchdir(plan.directory()) != 0) return;
   const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -72,7 +77,7 @@ void become(const ChildPlan& plan) {
   execve(plan.path(), plan.argv(), plan.environment());
 }
 
-pid_t fork_as_user(const ChildPlan& plan) {
+pid_t fork_and_become(const ChildPlan& plan) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) plan.fail(errno);
   const UniqueFd reading(ends[0]);
@@ -108,7 +113,9 @@ pid_t fork_as_user(const ChildPlan& plan) {
 
 pid_t spawn(const ProcessSettings& process, const std::map<std::string, std::string>& extra_environment) {
   const ChildPlan plan(process, extra_environment);
-  return plan.user() ? fork_as_user(plan) : spawn_as_daemon(plan);
+  // posix_spawn, which copies nothing of a large daemon, can change neither.
+  const bool changes = plan.user() || files_limit_of_servers();
+  return changes ? fork_and_become(plan) : spawn_as_daemon(plan);
 }
 
 }  // namespace poalocd

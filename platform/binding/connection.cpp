@@ -87,8 +87,8 @@ void Connection::serve() {
       m_closing_since = m_thread.now();
     }
     update_interest();
-  } catch (const std::exception&) {
-    close();  // out of memory
+  } catch (...) {
+    close();  // out of memory; whatever it is, it must not end the others' connections
   }
 }
 
@@ -105,8 +105,8 @@ void Connection::read_some() {
     try {
       process(octets, m_thread.now());
       m_unread.assign(octets.begin(), octets.end());
-    } catch (const std::exception&) {
-      return close();  // out of memory
+    } catch (...) {
+      return close();  // likewise
     }
     m_unread_position = 0;
     if (!m_unread.empty() || count < buffer.size()) return;

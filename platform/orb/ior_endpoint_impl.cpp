@@ -119,7 +119,6 @@ IOREndpointImpl::Octets IOREndpointImpl::key_prefix() const {
 
 void IOREndpointImpl::append_ior(std::vector<unsigned char>& out, bool little_endian, std::string_view type_id,
                                  Octets remaining_key) const {
-  if (out.size() % 4 != 0) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
   CdrWriter writer(out, little_endian);
   writer.write_string(type_id);
   writer.write_ulong(static_cast<std::uint32_t>(m_profiles.size()));

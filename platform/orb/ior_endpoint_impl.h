@@ -70,7 +70,7 @@ class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::Ref
   bool has_key() const { return m_keyed != nullptr; }
   const std::vector<Profile>& profiles() const { return m_profiles; }
 
-  // Appends an IOR as CDR: type id and tagged profiles. The length of out must be a multiple of 4 (BAD_PARAM).
+  // Appends an IOR as CDR: type id and tagged profiles, aligned from where it begins. It may end anywhere.
   void append_ior(std::vector<unsigned char>& out, bool little_endian, std::string_view type_id,
                   Octets remaining_key) const;
 

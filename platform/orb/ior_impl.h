@@ -31,7 +31,7 @@ class IORImpl final : public virtual QZ_IOR::IOR, public QZ_CORBA::RefCountedLoc
   // The key of the first profile that has one; empty when none has.
   std::vector<unsigned char> object_key() const;
 
-  // Appends type id and tagged profiles as CDR. The length of out must be a multiple of 4 (BAD_PARAM).
+  // Appends type id and tagged profiles as CDR, aligned from where they begin.
   void append_to(std::vector<unsigned char>& out, bool little_endian) const {
     m_endpoint->append_ior(out, little_endian, m_type_id, m_remaining_key);
   }

@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "platform/orb/cdr_reader.h"
-#include "platform/orb/iiop_profile.h"
 #include "platform/orb/ior_impl.h"
 
 namespace QZ_CORBA {
@@ -14,15 +13,15 @@ namespace {
 // The octet of the byte order, with what fills it up to the type id's length.
 constexpr std::size_t HEADER_SIZE = 4;
 
-// CdrError unless everything can be read.
+// Looks at the outer form alone: who was registered with a reference is kept even if it turns out that nobody can call
+// it. CdrError when it is not that of a reference.
 std::uint32_t count_profiles(PackedReference::Octets encapsulation) {
   CdrReader reader = CdrReader::encapsulation(encapsulation);
-  reader.read_string();
+  reader.read_octet_seq();  // type id
   const std::uint32_t count = reader.read_ulong();
   for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint32_t tag = reader.read_ulong();
-    const auto body = reader.read_octet_seq();
-    if (tag == QZ_IOR::TAG_INTERNET_IOP) QZ_IOR::IIOPProfile{body};
+    reader.read_ulong();  // tag
+    reader.read_octet_seq();
   }
   return count;
 }

@@ -13,6 +13,7 @@
 #include "poa_locator/locator/active_endpoint_rep.h"
 #include "poa_locator/locator/poa_active_orb_registry.h"
 #include "poa_locator/locator/request_response_thread.h"
+#include "poa_locator/locator/server_call.h"
 #include "poa_locator/plugin/event_report.h"
 #include "poa_locator/plugin/minor_codes.h"
 #include "poa_locator/plugin/poa_loc_event_msg.h"
@@ -206,6 +207,15 @@ bool ActiveEndpoint::is_dynamic_state_set() const {
 
 QZ_POA_PersistentServer::EndpointDynamicState_ptr ActiveEndpoint::dynamic_state() const {
   return m_rep->requests.dynamic_state();
+}
+
+bool ActiveEndpoint::server_answers(unsigned long milliseconds) const {
+  try {
+    const QZ_POA_PersistentServer::EndpointDynamicState_var state = dynamic_state();
+    return answers(state, milliseconds);
+  } catch (const CORBA::SystemException&) {
+    return false;
+  }
 }
 
 bool ActiveEndpoint::has_ended() const {

@@ -66,6 +66,9 @@ class ActiveEndpoint {
   bool is_dynamic_state_set() const;
   // Nil when not set; the caller releases it.
   QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state() const;
+  // Whether the server that runs it answers within the limit and still knows it. One whose reference the ORB cannot use
+  // does not.
+  bool server_answers(unsigned long milliseconds) const;
   // Whether the endpoint has been destroyed; waits for a destruction that is under way.
   bool has_ended() const;
   // For tests and diagnosis.

@@ -183,9 +183,8 @@ CORBA::Boolean POAActiveORBImpl::probe() {
   const auto deadline = std::chrono::steady_clock::now() + limit;
   bool asked = false;
   for (const ActiveEndpoint& endpoint : endpoints) {
-    const EndpointDynamicState_var state = endpoint.dynamic_state();
-    if (CORBA::is_nil(state)) continue;
-    if (answers(state, m_locator.impl_probe_time_limit()) || endpoint.has_ended()) return true;
+    if (endpoint.server_answers(m_locator.impl_probe_time_limit()) || endpoint.has_ended()) return true;
+    if (!endpoint.is_dynamic_state_set()) continue;
     asked = true;
     if (std::chrono::steady_clock::now() >= deadline) break;
   }

@@ -87,10 +87,8 @@ void ExternalEndpointRegistryImpl::add(const char* orb_name, const CORBA::OctetS
 
 ExternalEndpointRegistryImpl::Holder ExternalEndpointRegistryImpl::current_holder(const CORBA::OctetSeq& id) {
   const ActiveEndpoint endpoint = m_active_endpoint_registry.find(id);
-  if (endpoint.is_null()) return {};
-  const EndpointDynamicState_var state = endpoint.dynamic_state();
-  if (CORBA::is_nil(state)) return {};
-  return {endpoint, answers(state, m_locator.impl_probe_time_limit())};
+  if (endpoint.is_null() || !endpoint.is_dynamic_state_set()) return {};
+  return {endpoint, endpoint.server_answers(m_locator.impl_probe_time_limit())};
 }
 
 CORBA::Object_ptr ExternalEndpointRegistryImpl::add_locked(const Registration& registration, const Holder& holder,

@@ -95,6 +95,18 @@ TEST_F(ConnectionsTest, LimitOfConnectionsBitesBeforeDescriptorsRunOut) {
   EXPECT_EQ(support::Counters(m_locator)["accept_failures"], 0U);
 }
 
+TEST_F(ConnectionsTest, FewerThanConfiguredAreSaidWhereTheSystemPermitsNoMore) {
+  constexpr unsigned FEW_FILES = 16;
+  const rlimit few{400, 4000};  // for the rest of this process: what is taken from the hard limit may not come back
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  start({{"max_connections", "20000"}});
+  EXPECT_TRUE(m_locator.log().wait_for([&](const support::Event& event) {
+    return event.subsystem == "QZ_HOST" && event.id == FEW_FILES &&
+           event.parameters == std::vector<std::string>{"3000", "20000"};
+  }));
+  expect_forwards();
+}
+
 TEST_F(ConnectionsTest, DescriptorsThatRunOutComeBack) {
   start();
   GiopClient inside = connect();

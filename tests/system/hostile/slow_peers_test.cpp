@@ -33,6 +33,7 @@ TEST_F(SlowPeersTest, WritersOfAHeaderOctetASecondAreCutOff) {
     expect_forwards();
   }
   // Not before they had their time, and before they had a header.
+  ASSERT_TRUE(writers[0].something_arrived());
   EXPECT_GE(Clock::now() - begin, std::chrono::seconds(3));
   for (GiopClient& writer : writers) {
     expect_ended(writer, support::CLOSE_CONNECTION);
@@ -68,13 +69,17 @@ TEST_F(SlowPeersTest, HalfClosedConnectionsAreClosed) {
                                     Octets(whole.begin(), whole.end() - 1),
                                     request(spec_for("Stopped")),
                                     request(spec_for("Stopped")) + Octets(whole.begin(), whole.begin() + 20)};
-  for (const Octets& octets : sent) {
-    GiopClient client = connect();
-    client.send(octets);
-    client.finish_sending();
-    EXPECT_TRUE(client.wait_for_end());
+  for (int round = 0; round < 4; ++round) {
+    for (const Octets& octets : sent) {
+      GiopClient client = connect();
+      client.send(octets);
+      client.finish_sending();
+      EXPECT_TRUE(client.wait_for_end());
+    }
   }
-  EXPECT_TRUE(files_return_to(files_before));
+  // The ORB keeps the connections over which it has asked the server to start the POA, some at most.
+  constexpr std::size_t ORB_CONNECTIONS = 5;
+  EXPECT_TRUE(files_return_to(files_before + ORB_CONNECTIONS));
   m_server.add("Stopped");
   expect_forwards();
 }

@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <cstdlib>
+
+#include "daemon/spawn.h"
+#include "tests/support/files.h"
+#include "tests/support/test_dir.h"
 
 namespace {
 
@@ -33,6 +38,23 @@ TEST(OpenFiles, LimitIsRaisedAsFarAsIsNeeded) {
 TEST(OpenFiles, ConnectionsAreFewerWhereTheSystemDoesNotPermitThem) {
   expect_allowed({{256, 4000}, 20'000, 3000, 4000});
   expect_allowed({{400, 400}, 20'000, 300, 400});
+}
+
+// Runs a server with the limit of files that this process was permitted, and raised for itself.
+[[noreturn]] void try_server(const std::string& file) {
+  const rlimit before{256, 4000};
+  if (setrlimit(RLIMIT_NOFILE, &before) != 0 || poalocd::allow_connections(500) != 500) std::_Exit(2);
+  poalocd::ProcessSettings server;
+  server.argv = {"sh", "-c", "ulimit -S -n > " + file};
+  const pid_t pid = poalocd::spawn(server, {});
+  int status = 1;
+  std::_Exit(waitpid(pid, &status, 0) == pid && status == 0 ? 0 : 1);
+}
+
+TEST(OpenFiles, ServersHaveTheLimitThatTheDaemonFound) {
+  const support::TestDir dir;
+  EXPECT_EXIT(try_server(dir.file("limit")), ::testing::ExitedWithCode(0), "");
+  EXPECT_EQ(support::read_file(dir.file("limit")), "256\n");
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 // One active endpoint: how it is made, registered, mirrored and restored.
 #include <gmock/gmock.h>
 
+#include "platform/orb/cdr_writer.h"
+#include "platform/orb/iiop_profile.h"
+#include "poa_locator/locator/active_endpoint_rep.h"
 #include "tests/unit/poa_locator/active_endpoint_test.h"
 #include "tests/unit/poa_locator/imr_store_fault.h"
 
@@ -212,6 +215,24 @@ TEST_F(ActiveEndpointTest, ReportsNameThePoaInFull) {
     ASSERT_FALSE(log().events(id).empty()) << id;
     EXPECT_THAT(log().events(id)[0].parameters, ElementsAre("Bank/Accounts")) << id;
   }
+}
+
+// A reference may be one that the ORB cannot use; its server is as good as gone, and may register again.
+TEST_F(ActiveEndpointTest, AServerWhoseReferenceCannotBeUsedDoesNotAnswer) {
+  start();
+  ActiveEndpoint endpoint = idle_endpoint(m_bank);
+  run(endpoint, m_bank);
+  EXPECT_TRUE(endpoint.server_answers(2000));
+  std::vector<unsigned char> octets{1, 0, 0, 0};
+  QZ_CORBA::CdrWriter writer(octets, true);
+  writer.write_string("IDL:A:1.0");
+  writer.write_ulong(1);
+  writer.write_ulong(QZ_IOR::TAG_INTERNET_IOP);
+  writer.write_octet_seq(std::vector<unsigned char>{1, 1, 2, 0});
+  const QZ_IOR::IOREndpoint_var address = endpoint.m_rep->requests.ior_endpoint();
+  endpoint.m_rep->requests.publish(QZ_CORBA::PackedReference{QZ_CORBA::PackedReference::Octets(octets)}, address);
+  EXPECT_TRUE(endpoint.is_dynamic_state_set());
+  EXPECT_FALSE(endpoint.server_answers(2000));
 }
 
 }  // namespace

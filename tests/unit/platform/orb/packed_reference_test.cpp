@@ -91,6 +91,19 @@ TEST(PackedReference, makes_the_same_object_of_either_byte_order) {
   }
 }
 
+// Its holder was told that it is registered, and must be so after a restart as well.
+TEST(PackedReference, keeps_what_nobody_can_call) {
+  Octets octets = begin(true);
+  QZ_CORBA::CdrWriter writer(octets, true);
+  writer.write_string("IDL:A:1.0");
+  writer.write_ulong(1);
+  writer.write_ulong(0);  // IIOP, in a byte order that there is not
+  writer.write_octet_seq(Octets{5, 1, 2, 0});
+  const PackedReference packed{PackedReference::Octets(octets)};
+  EXPECT_FALSE(packed.is_nil());
+  EXPECT_THROW(packed.ior(), CORBA::MARSHAL);
+}
+
 TEST(PackedReference, refuses_octets_that_are_no_reference) {
   EXPECT_THROW(PackedReference{PackedReference::Octets()}, CORBA::MARSHAL);
 

@@ -1,0 +1,164 @@
+// Requests that the front door forwards by itself, without their interceptor.
+#include "tests/unit/platform/binding/front_door_test.h"
+
+#include "platform/orb/iiop_profile.h"
+
+namespace test {
+namespace {
+
+using QZ_Binding::DISPATCH_INLINE;
+using QZ_IOR::IOREndpointImpl;
+
+// The object key in the reference that a forward leads to.
+std::string forward_key(const std::optional<Reply>& reply) {
+  if (!reply) return "no reply";
+  if (reply->status() != (reply->type == 1 ? 3u : 2u)) return "no forward";
+  auto reader = reply->contents();
+  EXPECT_EQ(reader.read_string(), "");
+  EXPECT_EQ(reader.read_ulong(), 1u);
+  EXPECT_EQ(reader.read_ulong(), QZ_IOR::TAG_INTERNET_IOP);
+  const QZ_IOR::IIOPProfile profile(reader.read_octet_seq());
+  EXPECT_EQ(profile.host(), "server.example");
+  EXPECT_EQ(profile.port(), 4711);
+  return std::string(profile.object_key().begin(), profile.object_key().end());
+}
+
+class FrontDoorForwarding : public FrontDoorTest {
+ protected:
+  void bind_and_start() {
+    m_binding = bound(*manager, endpoint, DISPATCH_INLINE, [this](const Pending& pending) {
+      ++m_asked;
+      pending.refuse(CORBA::TRANSIENT(1, CORBA::COMPLETED_NO));
+    });
+    start();
+  }
+  void forward_to(const std::string& key_prefix) {
+    QZ_IOR::IOREndpoint_var live = IOREndpointImpl::of_addresses({{"server.example", 4711}}, octets(key_prefix));
+    m_binding->forward_to(live);
+  }
+  std::string forwarded(Client& client, const std::string& key, std::uint32_t id = 7) {
+    Request asked;
+    asked.id = id;
+    asked.key = key;
+    EXPECT_TRUE(client.send(request(asked)));
+    return forward_key(client.receive());
+  }
+
+  QZ_Binding::ServerBinding_var m_binding;
+  std::atomic<int> m_asked{0};
+};
+
+TEST_F(FrontDoorForwarding, AsksNoInterceptorInAnyForm) {
+  bind_and_start();
+  forward_to("live/");
+  Client client(port());
+  std::uint32_t id = 0;
+  for (const std::uint8_t minor : {0, 1, 2}) {
+    for (const bool little_endian : {false, true}) {
+      for (const bool locate : {false, true}) {
+        Request asked;
+        asked.minor = minor;
+        asked.little_endian = little_endian;
+        asked.locate = locate;
+        asked.id = ++id;
+        asked.key = endpoint + "object";
+        ASSERT_TRUE(client.send(request(asked)));
+        const auto reply = client.receive();
+        EXPECT_EQ(forward_key(reply), "live/object");
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->id(), id);
+        EXPECT_EQ(reply->minor, minor);
+        EXPECT_EQ(reply->little_endian, little_endian);
+      }
+    }
+  }
+  EXPECT_EQ(m_asked, 0);
+  EXPECT_EQ(counters().forwards, id);
+  EXPECT_EQ(counters().requests + counters().locate_requests, id);
+}
+
+TEST_F(FrontDoorForwarding, LeavesToTheInterceptorWhatWantsNoAnswerOrNamesNoObject) {
+  bind_and_start();
+  forward_to("live/");
+  Client client(port());
+  Request oneway;
+  oneway.response = false;
+  oneway.key = endpoint + "object";
+  ASSERT_TRUE(client.send(request(oneway)));
+  EXPECT_TRUE(eventually([this] { return m_asked == 1; }));
+  EXPECT_EQ(forwarded(client, endpoint), "no forward");
+  EXPECT_EQ(m_asked, 2);
+}
+
+TEST_F(FrontDoorForwarding, FollowsItsBindingFromOneEndpointToTheNextAndBack) {
+  bind_and_start();
+  Client client(port());
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "no forward");
+  forward_to("one/");
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "one/a");
+  forward_to("two/");
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "two/a");
+  m_binding->forward_to(QZ_IOR::IOREndpoint::_nil());
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "no forward");
+  EXPECT_EQ(m_asked, 2);
+}
+
+TEST_F(FrontDoorForwarding, EndsWithItsBinding) {
+  bind_and_start();
+  forward_to("live/");
+  Client client(port());
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "live/a");
+  m_binding->destroy();
+  forward_to("late/");
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "no forward");
+  auto successor = bound(*manager, endpoint, DISPATCH_INLINE,
+                         [](const Pending& p) { p.refuse(CORBA::NO_IMPLEMENT(1, CORBA::COMPLETED_NO)); });
+  forward_to("late/");
+  EXPECT_EQ(forwarded(client, endpoint + "a"), "no forward");
+  EXPECT_EQ(m_asked, 0);
+}
+
+// Replies of one turn stand one behind the other, and a profile may end anywhere.
+TEST_F(FrontDoorForwarding, AnswersRequestsThatArriveTogetherWhereverTheirProfilesEnd) {
+  bind_and_start();
+  Octets head;
+  QZ_CORBA::CdrWriter writer(head, true);
+  for (const std::uint8_t octet : {1, 1, 0}) writer.write_octet(octet);  // little endian, IIOP 1.0
+  writer.write_string("server.example");
+  writer.write_ushort(4711);
+  writer.align(4);
+  QZ_IOR::IOREndpoint_var live =
+      new IOREndpointImpl({IOREndpointImpl::Profile(QZ_IOR::TAG_INTERNET_IOP, true, head, octets("live/"), Octets())});
+  m_binding->forward_to(live);
+  Octets together;
+  std::vector<std::string> ids;
+  for (std::uint32_t id = 0; id < 48; ++id) {
+    Request asked;
+    asked.minor = static_cast<std::uint8_t>(id / 4 % 3);
+    asked.little_endian = id % 2 == 0;
+    asked.locate = id % 7 < 3;
+    asked.id = id;
+    ids.push_back("object" + std::string(id % 5, 'x'));
+    asked.key = endpoint + ids.back();
+    const Octets octets = request(asked);
+    together.insert(together.end(), octets.begin(), octets.end());
+  }
+  Client client(port());
+  ASSERT_TRUE(client.send(together));
+  for (const std::string& id : ids) EXPECT_EQ(forward_key(client.receive()), "live/" + id);
+  EXPECT_EQ(m_asked, 0);
+}
+
+class ForeignEndpoint : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  QZ_IOR::IOR_ptr make_ior(const CORBA::OctetSeq&, const char*) override { return QZ_IOR::IOR::_nil(); }
+};
+
+TEST_F(FrontDoorForwarding, RefusesAnEndpointThatIsNotOfItsMaking) {
+  bind_and_start();
+  QZ_IOR::IOREndpoint_var foreign = new ForeignEndpoint;
+  EXPECT_THROW(m_binding->forward_to(foreign), CORBA::BAD_PARAM);
+}
+
+}  // namespace
+}  // namespace test
