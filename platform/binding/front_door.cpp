@@ -46,13 +46,13 @@ class FrontDoor::Impl {
       : m_context(usable(std::move(config)), manager, log),
         m_workers([this](RequestRecord& record) { work(record); },
                   [](RequestRecord& record) { drop_request(record); }) {
-    manager._qz_add_ref();
     const unsigned threads = m_context.config.threads;
     for (unsigned i = 0; i < threads; ++i) m_threads.push_back(std::make_unique<IoThread>(m_context, m_workers));
     for (const ListenerConfig& listener : m_context.config.listeners) {
       m_listeners.push_back(std::make_unique<Listener>(m_context, listener, m_accepting,
                                                        [this]() -> IoThread& { return next_thread(); }));
     }
+    manager._qz_add_ref();
   }
 
   ~Impl() {

@@ -12,11 +12,6 @@
 #include "platform/orb/iiop_profile.h"
 #include "tests/support/test_orb.h"
 
-// omniORB loses the profiles of a reference that it refuses while it unmarshals it.
-extern "C" const char* __lsan_default_suppressions() {
-  return "leak:omniObjRef::_unMarshal\n";
-}
-
 namespace {
 
 using QZ_IOR::IOREndpointImpl;
