@@ -66,7 +66,7 @@ class RequestRecord {
   void unmark(std::uint32_t marks) { m_marks.fetch_and(~marks, std::memory_order_acq_rel); }
 
   ServerRequestData_ptr data() { return &m_data; }
-  ServerLocateRequestData_ptr locate_data() { return &m_locate_data; }
+  ServerLocateRequestData_ptr locate_data() { return &m_data; }
   ServerRequestCallback_ptr callback() { return &m_callback; }
 
   // Set the outcome, unless there is one already. On any thread.
@@ -95,37 +95,36 @@ class RequestRecord {
 
  private:
   // The parts of a record share its count.
-  template <class Interface>
-  class Part : public virtual Interface {
+  // Of either kind, of which the interceptor sees one.
+  class Data : public virtual ServerRequestData, public virtual ServerLocateRequestData {
    public:
-    explicit Part(RequestRecord& record) : m_record(record) {}
+    explicit Data(RequestRecord& record) : m_record(record) {}
     void _add_ref() override { m_record.add_ref(); }
     void _remove_ref() override { m_record.release(); }
-
-   protected:
-    RequestRecord& m_record;
-  };
-  class Data : public Part<ServerRequestData> {
-   public:
-    using Part::Part;
-    CORBA::OctetSeq* object_key() override { return m_record.new_key(); }
-    void set_forward(QZ_IOR::IOR_ptr target, CORBA::Boolean permanent) override { m_record.forward(target, permanent); }
-    void set_exception(const CORBA::Any& ex, CORBA::Boolean) override { m_record.refuse(ex); }
-  };
-  class LocateData : public Part<ServerLocateRequestData> {
-   public:
-    using Part::Part;
     CORBA::OctetSeq* object_key() override { return m_record.new_key(); }
     void set_forward(QZ_IOR::IOR_ptr target, CORBA::Boolean permanent) override { m_record.forward(target, permanent); }
     void set_unknown_object() override { m_record.refuse_unknown(); }
+    void set_exception(const CORBA::Any& ex, CORBA::Boolean) override { m_record.refuse(ex); }
     void set_exception(const CORBA::Any& ex) override { m_record.refuse(ex); }
+    void* _ptrToObjRef(const char* id) override {
+      void* const found = ServerRequestData::_ptrToObjRef(id);
+      return found ? found : ServerLocateRequestData::_ptrToObjRef(id);
+    }
+
+   private:
+    RequestRecord& m_record;
   };
-  class Callback : public Part<ServerRequestCallback> {
+  class Callback : public virtual ServerRequestCallback {
    public:
-    using Part::Part;
+    explicit Callback(RequestRecord& record) : m_record(record) {}
+    void _add_ref() override { m_record.add_ref(); }
+    void _remove_ref() override { m_record.release(); }
     CORBA::Boolean abandoned() override { return m_record.abandoned(); }
     void outcome_set() override { m_record.announce(); }
     void finished() override { m_record.finish(); }
+
+   private:
+    RequestRecord& m_record;
   };
 
   CORBA::OctetSeq* new_key();
@@ -143,7 +142,6 @@ class RequestRecord {
   std::atomic<std::uint32_t> m_marks{0};
   std::atomic<std::uint32_t> m_references{0};
   Data m_data{*this};
-  LocateData m_locate_data{*this};
   Callback m_callback{*this};
 };
 
