@@ -95,7 +95,7 @@ bool Connection::forward_at_once(const QZ_Giop::RequestHeader& header) {
       header.key, [&](const QZ_IOR::IOREndpointImpl& endpoint, std::span<const unsigned char> rest) {
         const QZ_Giop::ReplyTo to{header.version, header.little_endian, header.request_id};
         const std::size_t start = QZ_Giop::begin_forward(m_output, to, header.locate, false);
-        endpoint.append_ior(m_output, header.little_endian, {}, rest);
+        endpoint.profiles().append_ior(m_output, header.little_endian, {}, rest);
         QZ_Giop::end_message(m_output, start);
       });
   if (!forwarded) return false;

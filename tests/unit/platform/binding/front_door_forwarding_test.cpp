@@ -127,8 +127,10 @@ TEST_F(FrontDoorForwarding, AnswersRequestsThatArriveTogetherWhereverTheirProfil
   writer.write_string("server.example");
   writer.write_ushort(4711);
   writer.align(4);
-  QZ_IOR::IOREndpoint_var live =
-      new IOREndpointImpl({IOREndpointImpl::Profile(QZ_IOR::TAG_INTERNET_IOP, true, head, octets("live/"), Octets())});
+  const Octets prefix = octets("live/");
+  Octets profiles;
+  QZ_IOR::ProfileList::append(profiles, {QZ_IOR::TAG_INTERNET_IOP, true, true, head, prefix, {}});
+  QZ_IOR::IOREndpoint_var live = new IOREndpointImpl(profiles);
   m_binding->forward_to(live);
   Octets together;
   std::vector<std::string> ids;
