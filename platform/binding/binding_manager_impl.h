@@ -50,7 +50,7 @@ class BindingManagerImpl : public virtual QZ_Binding::BindingManager, public QZ_
   // Where a request with this key goes: the longest registered prefix; null when there is none. A key without octets
   // goes to a domain's (two-segment) prefix.
   std::shared_ptr<const Route> find_route(Octets key) const { return m_routes->find(key); }
-  // f(const QZ_IOR::IOREndpointImpl&, rest of the key) for a request that is forwarded without its interceptor
+  // f(const QZ_IOR::ProfileList&, rest of the key) for a request that is forwarded without its interceptor
   // (ServerBinding::forward_to); else nothing, and false. f must be short and must not call anything that locks.
   template <class Function>
   bool with_forward(Octets key, Function f) const {

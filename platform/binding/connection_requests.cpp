@@ -92,10 +92,10 @@ bool Connection::forward_at_once(const QZ_Giop::RequestHeader& header) {
   // A request does not overtake those for the same endpoint that are with the worker pool.
   if (!header.response_expected || !m_admits_clients || !m_lanes.empty()) return false;
   const bool forwarded = m_context.manager.with_forward(
-      header.key, [&](const QZ_IOR::IOREndpointImpl& endpoint, std::span<const unsigned char> rest) {
+      header.key, [&](const QZ_IOR::ProfileList& profiles, std::span<const unsigned char> rest) {
         const QZ_Giop::ReplyTo to{header.version, header.little_endian, header.request_id};
         const std::size_t start = QZ_Giop::begin_forward(m_output, to, header.locate, false);
-        endpoint.append_ior(m_output, header.little_endian, {}, rest);
+        profiles.append_ior(m_output, header.little_endian, {}, rest);
         QZ_Giop::end_message(m_output, start);
       });
   if (!forwarded) return false;

@@ -5,9 +5,10 @@
 
 #include <map>
 #include <span>
+#include <string>
 #include <string_view>
 
-#include "platform/binding/sharded_map.h"
+#include "platform/binding/sharded_set.h"
 
 namespace QZ_Binding {
 
@@ -24,9 +25,16 @@ class NameRoutes {
   QZ_IOR::IOR_ptr find(Octets name, std::span<const int> roles) const;
 
  private:
-  using Targets = std::map<int, QZ_IOR::IOR_var>;  // by role
+  struct Name {
+    explicit Name(std::string_view name) : text(name) {}
+    std::string_view key() const { return text; }
+    void prefetch() const {}
 
-  ShardedMap<Targets> m_names;
+    const std::string text;
+    std::map<int, QZ_IOR::IOR_var> targets;  // by role
+  };
+
+  ShardedSet<Name> m_names;
 };
 
 }  // namespace QZ_Binding

@@ -7,6 +7,16 @@
 
 namespace QZ_Binding {
 
+namespace {
+
+using EntryPtr = std::unique_ptr<RouteEntry>;
+
+bool is_of(const EntryPtr& entry, const Route& route) {
+  return entry && entry->route().get() == &route;
+}
+
+}  // namespace
+
 std::size_t PrefixRoutes::find_segments(Octets key, SegmentEnds& ends) {
   std::size_t count = 0;
   for (std::size_t position = 0; count < ends.size(); ++count) {
@@ -28,9 +38,10 @@ std::size_t PrefixRoutes::segments_of(std::string_view prefix) {
 
 bool PrefixRoutes::add(const std::shared_ptr<const Route>& route) {
   Table& table = table_of(*route);
-  const bool added = table.routes.update(route->prefix(), [&](Entry& place) {
-    if (place.route) return false;
-    place.route = route;
+  EntryPtr entry = RouteEntry::make(route, {});
+  const bool added = table.routes.write(route->prefix(), [&](EntryPtr& place) {
+    if (place) return false;
+    place = std::move(entry);
     return true;
   });
   if (added) ++table.size;
@@ -39,22 +50,26 @@ bool PrefixRoutes::add(const std::shared_ptr<const Route>& route) {
 
 void PrefixRoutes::remove(const Route& route) {
   Table& table = table_of(route);
-  const Entry removed =
-      table.routes.remove_if(route.prefix(), [&](const Entry& there) { return there.route.get() == &route; });
-  if (removed.route) --table.size;
+  const EntryPtr removed = table.routes.write(
+      route.prefix(), [&](EntryPtr& place) { return is_of(place, route) ? std::move(place) : nullptr; });
+  if (removed) --table.size;
 }
 
-void PrefixRoutes::set_forward(const Route& route, QZ_IOR::IOREndpointImpl* endpoint) {
-  auto forward = RefCountHandle<QZ_IOR::IOREndpointImpl>::share(endpoint);  // what is old goes outside of the lock
-  table_of(route).routes.update_if_there(route.prefix(), [&](Entry& place) {
-    if (place.route.get() == &route) std::swap(place.forward, forward);
+void PrefixRoutes::set_forward(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* endpoint) {
+  // What is not wanted any more goes outside of the lock.
+  EntryPtr entry = RouteEntry::make(route, endpoint ? endpoint->packed_profiles() : Octets());
+  table_of(*route).routes.write(route->prefix(), [&](EntryPtr& place) {
+    const bool there = is_of(place, *route);
+    if (there) place.swap(entry);
+    return there;
   });
 }
 
 std::shared_ptr<const Route> PrefixRoutes::find(Octets key) const {
   constexpr std::size_t DOMAIN_SEGMENTS = 2;
-  if (key.empty()) return m_tables[DOMAIN_SEGMENTS - 1].routes.any().route;
-  return visit_longest(key, [](const Entry& entry, Octets) { return entry.route; });
+  const auto route_of = [](const RouteEntry& entry, auto&&...) { return entry.route(); };
+  if (key.empty()) return m_tables[DOMAIN_SEGMENTS - 1].routes.read_any(route_of);
+  return visit_longest(key, route_of);
 }
 
 }  // namespace QZ_Binding

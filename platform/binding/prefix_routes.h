@@ -9,9 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/base/ref_count_handle.h"
-#include "platform/binding/route.h"
-#include "platform/binding/sharded_map.h"
+#include "platform/binding/route_entry.h"
+#include "platform/binding/sharded_set.h"
 #include "platform/orb/ior_endpoint_impl.h"
 
 namespace QZ_Binding {
@@ -29,31 +28,27 @@ class PrefixRoutes {
   // Does nothing when another route has the prefix by now, or none.
   void remove(const Route& route);
 
-  // Where requests of the route are forwarded without its interceptor; nil: nowhere. Adds a reference. Does nothing
-  // when another route has the prefix by now, or none.
-  void set_forward(const Route& route, QZ_IOR::IOREndpointImpl* endpoint);
+  // Where requests of the route are forwarded without its interceptor; null: nowhere. Keeps nothing of the
+  // endpoint by reference. Does nothing when another route has the prefix by now, or none.
+  void set_forward(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* endpoint);
 
   // The longest prefix wins; null when none fits. An empty key goes to some route of two segments.
   std::shared_ptr<const Route> find(Octets key) const;
 
-  // f(const QZ_IOR::IOREndpointImpl&, what follows the prefix in the key) where the longest prefix is shorter than the
+  // f(const QZ_IOR::ProfileList&, what follows the prefix in the key) where the longest prefix is shorter than the
   // key and its route has a forward; else nothing, and false. f must be short and must not call anything that locks.
   template <class Function>
   bool with_forward(Octets key, Function f) const {
-    return visit_longest(key, [&](const Entry& entry, Octets rest) {
-      if (entry.forward.is_null() || rest.empty()) return false;
-      f(*entry.forward, rest);
+    return visit_longest(key, [&](const RouteEntry& entry, Octets rest) {
+      if (!entry.forwards() || rest.empty()) return false;
+      f(entry.profiles(), rest);
       return true;
     });
   }
 
  private:
-  struct Entry {
-    std::shared_ptr<const Route> route;
-    RefCountHandle<QZ_IOR::IOREndpointImpl> forward;  // null for nowhere
-  };
   struct Table {
-    ShardedMap<Entry> routes;
+    ShardedSet<RouteEntry> routes;
     std::atomic<std::size_t> size{0};  // lets a look-up pass over a table without routes
   };
   using SegmentEnds = std::array<std::size_t, MAX_SEGMENTS>;
@@ -64,9 +59,10 @@ class PrefixRoutes {
   static std::size_t segments_of(std::string_view prefix);
   Table& table_of(const Route& route) { return m_tables[segments_of(route.prefix()) - 1]; }
 
-  // f(const Entry&, what follows the prefix in the key) for the longest prefix; an empty result when there is none.
+  // f(const RouteEntry&, what follows the prefix in the key) for the longest prefix; an empty result when there is
+  // none.
   template <class Function>
-  auto visit_longest(Octets key, Function f) const -> decltype(f(std::declval<const Entry&>(), key)) {
+  auto visit_longest(Octets key, Function f) const -> decltype(f(std::declval<const RouteEntry&>(), key)) {
     SegmentEnds ends;
     for (std::size_t count = find_segments(key, ends); count > 0; --count) {
       const Table& table = m_tables[count - 1];
@@ -74,7 +70,7 @@ class PrefixRoutes {
       const std::size_t end = ends[count - 1];
       const std::string_view prefix(reinterpret_cast<const char*>(key.data()), end);
       bool found = false;
-      auto result = table.routes.read(prefix, [&](const Entry& entry) {
+      auto result = table.routes.read(prefix, [&](const RouteEntry& entry) {
         found = true;
         return f(entry, key.subspan(end));
       });

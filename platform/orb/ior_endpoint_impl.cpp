@@ -50,25 +50,6 @@ std::string to_text(const Address& address) {
   return (ipv6 ? "[" + address.host + "]" : address.host) + ":" + std::to_string(address.port);
 }
 
-IOREndpointImpl::Profile::Profile(std::uint32_t tag, bool keyed, bool little_endian, Octets head, Octets key_prefix,
-                                  Octets tail)
-    : m_tag(tag),
-      m_keyed(keyed),
-      m_little_endian(little_endian),
-      m_head_size(static_cast<std::uint32_t>(head.size())),
-      m_key_size(static_cast<std::uint32_t>(key_prefix.size())) {
-  m_octets.reserve(head.size() + key_prefix.size() + tail.size());
-  for (const Octets part : {head, key_prefix, tail}) m_octets.insert(m_octets.end(), part.begin(), part.end());
-}
-
-IOREndpointImpl::IOREndpointImpl(std::vector<Profile> profiles) : m_profiles(std::move(profiles)) {
-  for (const Profile& profile : m_profiles) {
-    if (!profile.keyed()) continue;
-    m_keyed = &profile;
-    break;
-  }
-}
-
 IOREndpointImpl* IOREndpointImpl::of_addresses(const std::vector<Address>& addresses, Octets key_prefix) {
   if (addresses.empty()) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
 
@@ -90,49 +71,24 @@ IOREndpointImpl* IOREndpointImpl::of_addresses(const std::vector<Address>& addre
     tail_writer.write_octet_seq(alternate_address(addresses[i]));
   }
 
-  std::vector<Profile> profiles;
-  profiles.emplace_back(TAG_INTERNET_IOP, LITTLE_ENDIAN_BODY, head, key_prefix, tail);
+  std::vector<unsigned char> profiles;
+  ProfileList::append(profiles, {TAG_INTERNET_IOP, true, LITTLE_ENDIAN_BODY, head, key_prefix, tail});
   return new IOREndpointImpl(std::move(profiles));
 }
 
 IOREndpointImpl* IOREndpointImpl::extended(Octets remaining_key) const {
-  std::vector<Profile> profiles;
-  for (const Profile& profile : m_profiles) {
-    if (!profile.keyed()) {
-      profiles.push_back(profile);
-      continue;
-    }
-    std::vector<unsigned char> key(profile.key_prefix().begin(), profile.key_prefix().end());
+  std::vector<unsigned char> longer;
+  profiles().for_each([&](Profile profile) {
+    std::vector<unsigned char> key(profile.key_prefix.begin(), profile.key_prefix.end());
     key.insert(key.end(), remaining_key.begin(), remaining_key.end());
-    profiles.emplace_back(profile.tag(), profile.little_endian(), profile.head(), key, profile.tail());
-  }
-  return new IOREndpointImpl(std::move(profiles));
+    if (profile.keyed) profile.key_prefix = key;
+    ProfileList::append(longer, profile);
+  });
+  return new IOREndpointImpl(std::move(longer));
 }
 
 QZ_IOR::IOR_ptr IOREndpointImpl::make_ior(const CORBA::OctetSeq& remaining_key, const char* type_id) {
   return new IORImpl(*this, type_id, {remaining_key.get_buffer(), remaining_key.length()});
-}
-
-IOREndpointImpl::Octets IOREndpointImpl::key_prefix() const {
-  return m_keyed ? m_keyed->key_prefix() : Octets();
-}
-
-void IOREndpointImpl::append_ior(std::vector<unsigned char>& out, bool little_endian, std::string_view type_id,
-                                 Octets remaining_key) const {
-  CdrWriter writer(out, little_endian);
-  writer.write_string(type_id);
-  writer.write_ulong(static_cast<std::uint32_t>(m_profiles.size()));
-  for (const Profile& profile : m_profiles) {
-    writer.write_ulong(profile.tag());
-    if (!profile.keyed()) {
-      writer.write_octet_seq(profile.head());
-      continue;
-    }
-    const std::size_t key_size = profile.key_prefix().size() + remaining_key.size();
-    writer.write_ulong(static_cast<std::uint32_t>(IIOPProfile::body_size(profile.head(), key_size, profile.tail())));
-    IIOPProfile::append_body(out, profile.little_endian(), profile.head(), profile.key_prefix(), remaining_key,
-                             profile.tail());
-  }
 }
 
 }  // namespace QZ_IOR

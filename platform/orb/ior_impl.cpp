@@ -13,12 +13,12 @@ std::vector<unsigned char> copy(IORImpl::Octets octets) {
   return {octets.begin(), octets.end()};
 }
 
-IOREndpointImpl::Profile read_profile(QZ_CORBA::CdrReader& reader) {
+Profile read_profile(QZ_CORBA::CdrReader& reader) {
   const std::uint32_t tag = reader.read_ulong();
   const auto body = reader.read_octet_seq();
-  if (tag != TAG_INTERNET_IOP) return IOREndpointImpl::Profile::unkeyed(tag, body);
+  if (tag != TAG_INTERNET_IOP) return {tag, false, false, body, {}, {}};
   const IIOPProfile profile(body);
-  return {tag, profile.little_endian(), profile.head(), profile.object_key(), profile.tail()};
+  return {tag, true, profile.little_endian(), profile.head(), profile.object_key(), profile.tail()};
 }
 
 }  // namespace
@@ -36,11 +36,12 @@ IORImpl::~IORImpl() {
 
 IORImpl* IORImpl::from_octets(Octets octets, bool little_endian) {
   std::string type_id;
-  std::vector<IOREndpointImpl::Profile> profiles;
+  std::vector<unsigned char> profiles;
   try {
     QZ_CORBA::CdrReader reader(octets, little_endian);
     type_id = reader.read_string();
-    for (std::uint32_t count = reader.read_ulong(); count > 0; --count) profiles.push_back(read_profile(reader));
+    for (std::uint32_t count = reader.read_ulong(); count > 0; --count)
+      ProfileList::append(profiles, read_profile(reader));
   } catch (const QZ_CORBA::CdrError&) {
     throw CORBA::MARSHAL(0, CORBA::COMPLETED_NO);
   }
@@ -57,7 +58,7 @@ char* IORImpl::type_id() {
 }
 
 QZ_IOR::IOREndpoint_ptr IORImpl::split(CORBA::OctetSeq_out remaining_key) {
-  if (!m_endpoint->has_key()) throw CORBA::INV_OBJREF(0, CORBA::COMPLETED_NO);
+  if (!m_endpoint->profiles().first_keyed()) throw CORBA::INV_OBJREF(0, CORBA::COMPLETED_NO);
   CORBA::OctetSeq_var empty = new CORBA::OctetSeq;
   IOREndpointImpl* endpoint = m_endpoint;
   if (m_remaining_key.empty()) {
@@ -70,8 +71,9 @@ QZ_IOR::IOREndpoint_ptr IORImpl::split(CORBA::OctetSeq_out remaining_key) {
 }
 
 std::vector<unsigned char> IORImpl::object_key() const {
-  if (!m_endpoint->has_key()) return {};
-  auto key = copy(m_endpoint->key_prefix());
+  const auto profile = m_endpoint->profiles().first_keyed();
+  if (!profile) return {};
+  auto key = copy(profile->key_prefix);
   key.insert(key.end(), m_remaining_key.begin(), m_remaining_key.end());
   return key;
 }

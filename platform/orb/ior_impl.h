@@ -33,7 +33,7 @@ class IORImpl final : public virtual QZ_IOR::IOR, public QZ_CORBA::RefCountedLoc
 
   // Appends type id and tagged profiles as CDR, aligned from where they begin.
   void append_to(std::vector<unsigned char>& out, bool little_endian) const {
-    m_endpoint->append_ior(out, little_endian, m_type_id, m_remaining_key);
+    m_endpoint->profiles().append_ior(out, little_endian, m_type_id, m_remaining_key);
   }
   const IOREndpointImpl& endpoint() const { return *m_endpoint; }
 

@@ -1,6 +1,11 @@
 // Requests that the front door forwards by itself, without their interceptor.
 #include "tests/unit/platform/binding/front_door_test.h"
 
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
 #include "platform/orb/iiop_profile.h"
 
 namespace test {
@@ -25,11 +30,14 @@ std::string forward_key(const std::optional<Reply>& reply) {
 
 class FrontDoorForwarding : public FrontDoorTest {
  protected:
-  void bind_and_start() {
+  void bind() {
     m_binding = bound(*manager, endpoint, DISPATCH_INLINE, [this](const Pending& pending) {
       ++m_asked;
       pending.refuse(CORBA::TRANSIENT(1, CORBA::COMPLETED_NO));
     });
+  }
+  void bind_and_start() {
+    bind();
     start();
   }
   void forward_to(const std::string& key_prefix) {
@@ -127,8 +135,10 @@ TEST_F(FrontDoorForwarding, AnswersRequestsThatArriveTogetherWhereverTheirProfil
   writer.write_string("server.example");
   writer.write_ushort(4711);
   writer.align(4);
-  QZ_IOR::IOREndpoint_var live =
-      new IOREndpointImpl({IOREndpointImpl::Profile(QZ_IOR::TAG_INTERNET_IOP, true, head, octets("live/"), Octets())});
+  const Octets prefix = octets("live/");
+  Octets profiles;
+  QZ_IOR::ProfileList::append(profiles, {QZ_IOR::TAG_INTERNET_IOP, true, true, head, prefix, {}});
+  QZ_IOR::IOREndpoint_var live = new IOREndpointImpl(profiles);
   m_binding->forward_to(live);
   Octets together;
   std::vector<std::string> ids;
@@ -147,6 +157,63 @@ TEST_F(FrontDoorForwarding, AnswersRequestsThatArriveTogetherWhereverTheirProfil
   ASSERT_TRUE(client.send(together));
   for (const std::string& id : ids) EXPECT_EQ(forward_key(client.receive()), "live/" + id);
   EXPECT_EQ(m_asked, 0);
+}
+
+// Endpoints are numbered. Whoever asks once a forward has been taken back must not be led there any more, in whichever
+// way it was taken back.
+TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
+  bind_and_start();
+  std::atomic<int> taken_back{0};
+  std::atomic<int> late{0};
+  std::atomic<int> found{0}, forwards{0};  // by asking the routes, and by sending requests
+  std::atomic<bool> stop{false};
+  const auto ask = [&](std::atomic<int>& count, const auto& question) {
+    while (!stop) {
+      const int before = taken_back;
+      const int number = question();
+      if (number == 0) continue;
+      if (number <= before) ++late;
+      ++count;
+    }
+  };
+  const Octets key = octets(endpoint + "object");
+  const auto ask_routes = [&] {
+    int number = 0;
+    manager->with_forward(key, [&](const QZ_IOR::ProfileList& profiles, auto) {
+      const auto prefix = profiles.first_keyed()->key_prefix;
+      number = std::stoi(std::string(prefix.begin(), prefix.end()));
+    });
+    return number;
+  };
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 2; ++i) askers.emplace_back([&] { ask(found, ask_routes); });
+  askers.emplace_back([&] {
+    Client client(port());
+    ask(forwards, [&] {
+      const std::string answer = forwarded(client, endpoint + "object");
+      return answer == "no forward" ? 0 : std::stoi(answer);
+    });
+  });
+
+  for (int number = 1; number <= 1000; ++number) {
+    forward_to(std::to_string(number) + "/");
+    if (number % 50 == 0) {
+      const int before[] = {found, forwards};
+      EXPECT_TRUE(eventually([&] { return found > before[0] && forwards > before[1]; })) << "nobody was led there";
+    }
+    if (number % 3 == 0) {
+      m_binding->forward_to(QZ_IOR::IOREndpoint::_nil());
+    } else if (number % 3 == 1) {
+      m_binding->destroy();
+      bind();
+    } else {
+      forward_to(std::to_string(number + 1) + "/");
+    }
+    taken_back = number;
+  }
+  stop = true;
+  for (auto& asker : askers) asker.join();
+  EXPECT_EQ(late, 0);
 }
 
 class ForeignEndpoint : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {

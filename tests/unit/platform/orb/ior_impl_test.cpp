@@ -244,8 +244,7 @@ TEST(IOREndpointImpl, of_addresses_has_them_all_and_the_key_prefix) {
   QZ_IOR::IOREndpoint_var endpoint =
       IOREndpointImpl::of_addresses({{"one.example", 2809}, {"two.example", 2810}, {"::1", 65535}}, prefix);
   const QZ_IOR::IOR_var ior = endpoint->make_ior(sequence_of("/id"), "IDL:A:1.0");
-  const auto& profiles = impl(ior).endpoint().profiles();
-  ASSERT_EQ(profiles.size(), 1u);
+  ASSERT_EQ(impl(ior).endpoint().profiles().size(), 1u);
 
   Octets octets = octets_of(impl(ior));
   const std::size_t body_offset = 4 + 10 + 2 + 4 + 4 + 4;
