@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace poalocd {
 
@@ -42,13 +44,16 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
                              const char* text, const CORBA::AnySeq& params) {
   if (priority < m_settings.min_priority) return;
   try {
-    Event event{std::chrono::system_clock::now(), subsystem, id, priority, text, {}};
+    std::vector<std::string> parameters;
+    parameters.reserve(params.length());
     for (CORBA::ULong i = 0; i < params.length(); ++i) {
       const char* value = nullptr;
-      event.parameters.emplace_back((params[i] >>= value) ? value : "?");
+      parameters.emplace_back((params[i] >>= value) ? value : "?");
     }
+    std::string message = message_of(text, parameters);
+    Event event{std::chrono::system_clock::now(), subsystem, id, priority, std::move(message), std::move(parameters)};
     write(event);
-    m_ring.add(event);
+    m_ring.add(std::move(event));
   } catch (const std::exception& e) {
     failed(e.what());
   } catch (...) {
@@ -64,7 +69,7 @@ void EventLogImpl::write(const Event& event) {
     logger = m_logger;
   }
   const auto before = m_failures.load();
-  logger->log(spdlog::level::info, spdlog::string_view_t(line));
+  logger->log(event.time, spdlog::source_loc(), spdlog::level::info, line);
   if (before == m_failures.load()) m_failing = false;
 }
 

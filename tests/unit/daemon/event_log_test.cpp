@@ -19,10 +19,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Log = RefCountHandle<EventLogImpl>;
 
-Event event(const std::string& text, std::vector<std::string> parameters = {}) {
+Event event(const std::string& text, const std::vector<std::string>& parameters = {}) {
   // 2026-11-20T18:28:48.169857Z
   const std::chrono::system_clock::time_point time(std::chrono::microseconds(1795199328169857LL));
-  return {time, "QZ_TEST", 7, QZ_Logging::WARNING, text, std::move(parameters)};
+  return {time, "QZ_TEST", 7, QZ_Logging::WARNING, message_of(text, parameters), parameters};
 }
 
 CORBA::AnySeq parameters(const std::vector<const char*>& texts) {
