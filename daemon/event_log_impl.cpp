@@ -12,6 +12,14 @@
 
 namespace poalocd {
 
+namespace {
+
+// Levels are used for this alone: whether a line is flushed.
+constexpr auto URGENT = spdlog::level::warn;
+constexpr auto NOT_URGENT = spdlog::level::info;
+
+}  // namespace
+
 EventLogImpl::EventLogImpl(const EventLogSettings& settings) : m_settings(settings), m_logger(make_logger()) {}
 
 EventLogImpl::~EventLogImpl() = default;
@@ -29,7 +37,7 @@ std::shared_ptr<spdlog::logger> EventLogImpl::make_logger() {
   }
   auto logger = std::make_shared<spdlog::logger>("events", sink);
   logger->set_pattern("%v");
-  logger->flush_on(spdlog::level::info);
+  logger->flush_on(URGENT);
   logger->set_error_handler([this](const std::string& why) { failed(why); });
   return logger;
 }
@@ -63,14 +71,23 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
 
 void EventLogImpl::write(const Event& event) {
   const std::string line = m_settings.json ? json_line(event) : text_line(event);
-  std::shared_ptr<spdlog::logger> logger;
-  {
-    const QZ_MutexLock lock(m_mutex);
-    logger = m_logger;
-  }
+  const bool waits = m_gathering && event.priority < QZ_Logging::WARNING;
+  const auto logger = this->logger();
   const auto before = m_failures.load();
-  logger->log(event.time, spdlog::source_loc(), spdlog::level::info, line);
-  if (before == m_failures.load()) m_failing = false;
+  logger->log(event.time, spdlog::source_loc(), waits ? NOT_URGENT : URGENT, line);
+  if (!waits && before == m_failures.load()) m_failing = false;
+  // The last to gather may have come after the end.
+  if (waits && !m_gathering) logger->flush();
+}
+
+void EventLogImpl::gather(bool on) {
+  m_gathering = on;
+  if (!on) logger()->flush();
+}
+
+std::shared_ptr<spdlog::logger> EventLogImpl::logger() {
+  const QZ_MutexLock lock(m_mutex);
+  return m_logger;
 }
 
 void EventLogImpl::reopen() {
