@@ -8,6 +8,7 @@
 #include "daemon/command_line.h"
 #include "daemon/configuration_error.h"
 #include "daemon/exception_text.h"
+#include "daemon/gathered_events.h"
 #include "daemon/host.h"
 #include "daemon/host_event.h"
 #include "daemon/plugin_loader.h"
@@ -81,7 +82,10 @@ void serve(Host& host, SignalWatch& signals, StopLimit& stop_limit) {
   std::string stop_signal;
   {
     PluginsInUse plugins(host);
-    plugins.load(settings.plugins);
+    {
+      const GatheredEvents gathered(log);  // two of each POA in the store
+      plugins.load(settings.plugins);
+    }
     stop_signal = signals.stop_asked();
     if (stop_signal.empty()) {
       host.start();

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace poalocd {
@@ -13,19 +14,18 @@ struct Event {
   std::string subsystem;
   std::uint32_t id;
   std::uint32_t priority;
-  std::string text;  // with %0, %1, ...
+  std::string message;
   std::vector<std::string> parameters;
 };
 
 // %N becomes parameter N; a % that names no parameter stays as it is. Parameters are not searched for more.
-std::string substitute(const std::string& text, const std::vector<std::string>& parameters);
+std::string substitute(std::string_view text, const std::vector<std::string>& parameters);
+// The same without trailing line breaks: what an event says.
+std::string message_of(std::string_view text, const std::vector<std::string>& parameters);
 // "information", "warning", "error"; another number as it is.
 std::string priority_name(std::uint32_t priority);
 // Universal time: 2030-01-31T23:59:59.123456Z
 std::string time_text(std::chrono::system_clock::time_point time);
-
-// The text with its parameters, without trailing line breaks.
-std::string message_of(const Event& event);
 
 // TIME PRIORITY SUBSYSTEM ID MESSAGE. Line breaks within the message are written as \n, other control characters
 // as \xNN, a backslash as two.

@@ -7,8 +7,18 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace poalocd {
+
+namespace {
+
+// Levels are used for this alone: whether a line is flushed.
+constexpr auto URGENT = spdlog::level::warn;
+constexpr auto NOT_URGENT = spdlog::level::info;
+
+}  // namespace
 
 EventLogImpl::EventLogImpl(const EventLogSettings& settings) : m_settings(settings), m_logger(make_logger()) {}
 
@@ -27,7 +37,7 @@ std::shared_ptr<spdlog::logger> EventLogImpl::make_logger() {
   }
   auto logger = std::make_shared<spdlog::logger>("events", sink);
   logger->set_pattern("%v");
-  logger->flush_on(spdlog::level::info);
+  logger->flush_on(URGENT);
   logger->set_error_handler([this](const std::string& why) { failed(why); });
   return logger;
 }
@@ -42,13 +52,16 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
                              const char* text, const CORBA::AnySeq& params) {
   if (priority < m_settings.min_priority) return;
   try {
-    Event event{std::chrono::system_clock::now(), subsystem, id, priority, text, {}};
+    std::vector<std::string> parameters;
+    parameters.reserve(params.length());
     for (CORBA::ULong i = 0; i < params.length(); ++i) {
       const char* value = nullptr;
-      event.parameters.emplace_back((params[i] >>= value) ? value : "?");
+      parameters.emplace_back((params[i] >>= value) ? value : "?");
     }
+    std::string message = message_of(text, parameters);
+    Event event{std::chrono::system_clock::now(), subsystem, id, priority, std::move(message), std::move(parameters)};
     write(event);
-    m_ring.add(event);
+    m_ring.add(std::move(event));
   } catch (const std::exception& e) {
     failed(e.what());
   } catch (...) {
@@ -58,14 +71,23 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
 
 void EventLogImpl::write(const Event& event) {
   const std::string line = m_settings.json ? json_line(event) : text_line(event);
-  std::shared_ptr<spdlog::logger> logger;
-  {
-    const QZ_MutexLock lock(m_mutex);
-    logger = m_logger;
-  }
+  const bool waits = m_gathering && event.priority < QZ_Logging::WARNING;
+  const auto logger = this->logger();
   const auto before = m_failures.load();
-  logger->log(spdlog::level::info, spdlog::string_view_t(line));
-  if (before == m_failures.load()) m_failing = false;
+  logger->log(event.time, spdlog::source_loc(), waits ? NOT_URGENT : URGENT, line);
+  if (!waits && before == m_failures.load()) m_failing = false;
+  // The last to gather may have come after the end.
+  if (waits && !m_gathering) logger->flush();
+}
+
+void EventLogImpl::gather(bool on) {
+  m_gathering = on;
+  if (!on) logger()->flush();
+}
+
+std::shared_ptr<spdlog::logger> EventLogImpl::logger() {
+  const QZ_MutexLock lock(m_mutex);
+  return m_logger;
 }
 
 void EventLogImpl::reopen() {

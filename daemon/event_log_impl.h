@@ -19,9 +19,9 @@ class logger;
 
 namespace poalocd {
 
-// Each event is one line, written and flushed before log_event returns. Nothing is ever thrown at who logs: an event
-// that cannot be written is counted, and the first of a run of such is reported on standard error.
-// Safe from any thread.
+// Each event is one line, written and flushed before log_event returns, unless the log gathers. Nothing is ever thrown
+// at who logs: an event that cannot be written is counted, and the first of a run of such is reported on standard
+// error. Safe from any thread.
 class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCountedLocalObject {
  public:
   // std::runtime_error, naming file and reason, when the file cannot be opened.
@@ -34,6 +34,10 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   // Opens the file anew, as after a log rotation. When that fails the old one stays in use; std::runtime_error then.
   void reopen();
 
+  // Whether lines of no urgency may wait until there is a page of them, or something urgent comes. false: none waits
+  // any more. For GatheredEvents, which sees to it that they are not lost.
+  void gather(bool on);
+
   // What was logged lately.
   EventRing& ring() { return m_ring; }
 
@@ -45,6 +49,7 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
 
  private:
   std::shared_ptr<spdlog::logger> make_logger();
+  std::shared_ptr<spdlog::logger> logger();
   void write(const Event& event);
   void failed(const std::string& why);
 
@@ -54,6 +59,7 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   EventRing m_ring;
   std::atomic<std::uint64_t> m_failures{0};
   std::atomic<bool> m_failing{false};
+  std::atomic<bool> m_gathering{false};
 };
 
 }  // namespace poalocd

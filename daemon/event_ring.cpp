@@ -1,11 +1,12 @@
 #include "daemon/event_ring.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace poalocd {
 
-void EventRing::add(const Event& event) {
-  Entry entry{0, event.time, event.subsystem, event.id, event.priority, message_of(event)};
+void EventRing::add(Event event) {
+  Entry entry{0, event.time, std::move(event.subsystem), event.id, event.priority, std::move(event.message)};
   if (entry.message.size() > MAX_MESSAGE) entry.message.replace(MAX_MESSAGE, std::string::npos, "...");
   const auto time = std::chrono::duration_cast<std::chrono::microseconds>(event.time.time_since_epoch()).count();
   {

@@ -33,7 +33,7 @@ class EventRing {
 
   // Its number is its time in microseconds, or the one after the last: so numbers rise over restarts too, with nothing
   // to be stored.
-  void add(const Event& event);
+  void add(Event event);
 
   // Those behind that number, oldest first, into found. Without any, waits for one until the time is over, or the ring
   // is closed; TOO_MANY_WAIT, at once, when MAX_WAITING callers do so already.

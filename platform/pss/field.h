@@ -4,6 +4,7 @@
 #include <omniORB4/CORBA.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/pss/member.h"
@@ -18,7 +19,7 @@ struct Field {
 
 std::string to_hex(const CORBA::OctetSeq& octets);
 // PERSIST_STORE with MINOR_BAD_RECORD when text is not hex.
-CORBA::OctetSeq from_hex(const std::string& text);
+CORBA::OctetSeq from_hex(std::string_view text);
 
 template <class Seq>
 std::vector<std::string> to_hex_list(const Seq& list) {

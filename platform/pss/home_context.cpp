@@ -1,6 +1,7 @@
 #include "platform/pss/home_context.h"
 
 #include <charconv>
+#include <iterator>
 #include <string_view>
 
 #include "platform/pss/raise.h"
@@ -39,16 +40,16 @@ QZ_Handle<StorageObject> HomeContext::make_object(long long seq) {
   return object;
 }
 
-QZ_Handle<StorageObject> HomeContext::object_of(const Fields& row) {
+QZ_Handle<StorageObject> HomeContext::object_of(Fields& row) {
   QZ_Handle<StorageObject> object = make_object(row[0].number);
-  object->m_fields.assign(row.begin() + 1, row.end());
+  object->m_fields.assign(std::make_move_iterator(row.begin() + 1), std::make_move_iterator(row.end()));
   object->m_loaded_at = changes();
   return object;
 }
 
 QZ_Handle<StorageObject> HomeContext::find(const std::string& key) {
   QZ_Handle<StorageObject> object;
-  m_unit->execute(m_table.find, {text_field(key)}, [&](const Fields& row) { object = object_of(row); });
+  m_unit->execute(m_table.find, {text_field(key)}, [&](Fields& row) { object = object_of(row); });
   return object;
 }
 
@@ -121,7 +122,7 @@ long long HomeContext::number_of_records() {
 
 std::vector<QZ_Handle<StorageObject>> HomeContext::page(long long& after) {
   std::vector<QZ_Handle<StorageObject>> result;
-  m_unit->execute(m_table.page, {number_field(after)}, [&](const Fields& row) { result.push_back(object_of(row)); });
+  m_unit->execute(m_table.page, {number_field(after)}, [&](Fields& row) { result.push_back(object_of(row)); });
   if (!result.empty()) after = result.back()->m_seq;
   return result;
 }
@@ -173,7 +174,7 @@ QZ_CORBA::PackedReference HomeContext::packed_from(const std::string& text) {
   constexpr std::string_view PREFIX = "IOR:";
   if (text.empty()) return {};
   if (!text.starts_with(PREFIX)) raise_unreadable();
-  const CORBA::OctetSeq octets = from_hex(text.substr(PREFIX.size()));
+  const CORBA::OctetSeq octets = from_hex(std::string_view(text).substr(PREFIX.size()));
   try {
     return QZ_CORBA::PackedReference({octets.get_buffer(), octets.length()});
   } catch (const CORBA::SystemException&) {

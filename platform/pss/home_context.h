@@ -61,8 +61,8 @@ class HomeContext : public std::enable_shared_from_this<HomeContext> {
   [[noreturn]] static void raise_gone();
 
  private:
-  // row: sequence number and members.
-  QZ_Handle<CosPersistentState::StorageObject> object_of(const Fields& row);
+  // row: sequence number and members, which are moved out of it.
+  QZ_Handle<CosPersistentState::StorageObject> object_of(Fields& row);
   CORBA::ORB_ptr orb() const;
   void insert_items(long long seq, std::size_t member, const std::vector<std::string>& items);
   long long write(const Sql& sql, const Fields& params, const RowHandler& on_row = {});

@@ -18,7 +18,8 @@ struct Sql {
 };
 
 using Fields = std::vector<Field>;
-using RowHandler = std::function<void(const Fields& row)>;
+// Texts may be moved out of the row.
+using RowHandler = std::function<void(Fields& row)>;
 
 inline Field text_field(std::string value) {
   return {std::move(value), 0};

@@ -13,6 +13,7 @@
 #include "poa_locator/locator/active_endpoint_rep.h"
 #include "poa_locator/locator/poa_active_orb_registry.h"
 #include "poa_locator/locator/request_response_thread.h"
+#include "poa_locator/locator/restored_endpoint.h"
 #include "poa_locator/locator/server_call.h"
 #include "poa_locator/plugin/event_report.h"
 #include "poa_locator/plugin/minor_codes.h"
@@ -91,18 +92,11 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
   }
 }
 
-ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data)
-    : m_rep(new ActiveEndpointRep(locator, data->id())) {
-  const QZ_IOR::IOR_var ior = data->proto_direct_ior().ior();
-  QZ_IOR::IOREndpoint_var ior_endpoint;
-  if (!CORBA::is_nil(ior)) {
-    CORBA::OctetSeq_var key;
-    ior_endpoint = ior->split(key.out());
-  }
-  m_rep->requests.publish(data->remote_endpoint(), ior_endpoint);
-  const QZ_String orb_name = data->orb();
+ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, RestoredEndpoint restored)
+    : m_rep(new ActiveEndpointRep(locator, restored.id)) {
+  m_rep->requests.publish(std::move(restored.dynamic_state), restored.ior_endpoint);
   try {
-    if (!orb_name.empty()) join_orb(orb_name, false);
+    if (!restored.orb_name.empty()) join_orb(restored.orb_name, false);
     install_interceptor();
   } catch (...) {
     undo_construction(false);

@@ -17,13 +17,13 @@
 #include "platform/base/qz_handle.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
-#include "poa_locator/idl/poa_locator_store.h"
 #include "poa_locator/imr/endpoint.h"
 
 class POAActiveORBImpl;
 class POALocatorImpl;
 class RequestInfoBase;
 struct ActiveEndpointRep;
+struct RestoredEndpoint;
 
 class ActiveEndpoint {
  public:
@@ -44,7 +44,7 @@ class ActiveEndpoint {
   // A request asks for the POA. OBJECT_NOT_EXIST 0x515A0C04 when the repository has no persistent entry for it.
   ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& id);
   // From the mirror, which is left as it is.
-  ActiveEndpoint(POALocatorImpl& locator, QZ_PoaLocatorStore::ActiveEndpointDataRef& data);
+  ActiveEndpoint(POALocatorImpl& locator, RestoredEndpoint restored);
 
   bool is_null() const;
   // Whether both share one body.

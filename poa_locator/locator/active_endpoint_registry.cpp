@@ -1,6 +1,10 @@
 #include "poa_locator/locator/active_endpoint_registry.h"
 
 #include <cstring>
+#include <exception>
+#include <functional>
+#include <future>
+#include <utility>
 
 #include "platform/base/ref_count_handle.h"
 #include "platform/pss/result_set.h"
@@ -10,6 +14,7 @@
 #include "poa_locator/imr/endpoint_registry.h"
 #include "poa_locator/imr/poa_imr_impl.h"
 #include "poa_locator/locator/poa_active_orb_registry.h"
+#include "poa_locator/locator/restored_endpoint.h"
 #include "poa_locator/plugin/event_report.h"
 #include "poa_locator/plugin/minor_codes.h"
 #include "poa_locator/plugin/poa_loc_event_msg.h"
@@ -26,6 +31,26 @@ bool can_be_activated(POALocatorImpl& locator, const CORBA::OctetSeq& id) {
   if (entry.is_null() || !entry.persistent()) return true;
   const QZ_String orb_name = entry.orb_name();
   return !orb_name.empty() && locator.impl_poa_active_orb_registry().can_activate(orb_name.c_str());
+}
+
+constexpr std::size_t BATCH_SIZE = 1000;
+
+struct Batch {
+  QZ_Vector<RestoredEndpoint> endpoints;
+  std::exception_ptr failure;  // of the one after them
+};
+
+// The next ones, fewer than BATCH_SIZE only at the end or before a failure.
+Batch read_batch(QZ_PSS::ResultSet& rows) {
+  Batch batch;
+  batch.endpoints.reserve(BATCH_SIZE);
+  try {
+    while (batch.endpoints.size() < BATCH_SIZE && rows.next())
+      batch.endpoints.emplace_back(ActiveEndpointDataRef::from_row(rows).deref());
+  } catch (...) {
+    batch.failure = std::current_exception();
+  }
+  return batch;
 }
 
 }  // namespace
@@ -137,11 +162,18 @@ void ActiveEndpointRegistry::load() {
     throw CORBA::INTERNAL(0, CORBA::COMPLETED_NO);
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(m_home_type_id));
-  while (rows->next()) {
-    ActiveEndpointDataRef data = ActiveEndpointDataRef::from_row(*rows);
-    const ActiveEndpoint endpoint(m_locator, data);
-    QZ_MutexLock lock(m_mutex);
-    impl_insert(endpoint);
+  // Reading takes about as long as restoring, so it runs ahead by one batch. It has the association to itself.
+  std::future<Batch> reading = std::async(read_batch, std::ref(*rows));
+  for (bool more = true; more;) {
+    Batch batch = reading.get();
+    more = batch.endpoints.size() == BATCH_SIZE && !batch.failure;
+    if (more) reading = std::async(read_batch, std::ref(*rows));
+    for (RestoredEndpoint& restored : batch.endpoints) {
+      const ActiveEndpoint endpoint(m_locator, std::move(restored));
+      QZ_MutexLock lock(m_mutex);
+      impl_insert(endpoint);
+    }
+    if (batch.failure) std::rethrow_exception(batch.failure);
   }
 }
 

@@ -40,7 +40,8 @@ class ActiveEndpointRegistry {
   // reported; another endpoint that has its place by now is left alone, with its mirror.
   void remove(ActiveEndpoint& endpoint) EXCLUDES(m_mutex);
 
-  // Restores the endpoints of the store; at start-up, once the active ORBs are there. Raises what fails.
+  // Restores the endpoints of the store; at start-up, once the active ORBs are there. Raises what fails, after the
+  // endpoints before it have been restored.
   void load() EXCLUDES(m_mutex);
   // Destroys the restored endpoints that do not hold any more.
   void validate() EXCLUDES(m_mutex);

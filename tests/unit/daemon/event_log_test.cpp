@@ -1,11 +1,14 @@
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "daemon/event_format.h"
 #include "daemon/event_log_impl.h"
+#include "daemon/gathered_events.h"
 #include "daemon/host_event.h"
 #include "platform/base/ref_count_handle.h"
 #include "tests/support/files.h"
@@ -19,10 +22,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Log = RefCountHandle<EventLogImpl>;
 
-Event event(const std::string& text, std::vector<std::string> parameters = {}) {
+Event event(const std::string& text, const std::vector<std::string>& parameters = {}) {
   // 2026-11-20T18:28:48.169857Z
   const std::chrono::system_clock::time_point time(std::chrono::microseconds(1795199328169857LL));
-  return {time, "QZ_TEST", 7, QZ_Logging::WARNING, text, std::move(parameters)};
+  return {time, "QZ_TEST", 7, QZ_Logging::WARNING, message_of(text, parameters), parameters};
 }
 
 CORBA::AnySeq parameters(const std::vector<const char*>& texts) {
@@ -157,6 +160,36 @@ TEST_F(EventLogTest, CountsEventsThatCannotBeWrittenAndThrowsNothing) {
   EXPECT_NO_THROW(log->log_event("QZ_TEST", 1, QZ_Logging::INFORMATION, "lost", CORBA::AnySeq()));
   EXPECT_NO_THROW(log->log_event("QZ_TEST", 1, QZ_Logging::INFORMATION, "lost", CORBA::AnySeq()));
   EXPECT_GE(log->failures(), 2u);
+}
+
+TEST_F(EventLogTest, GathersInformationUntilSomethingUrgentComes) {
+  const auto log = make();
+  const auto say = [&](QZ_Logging::EventPriority priority, const char* text) {
+    log->log_event("QZ_TEST", 1, priority, text, CORBA::AnySeq());
+  };
+  {
+    const GatheredEvents gathered(*log);
+    say(QZ_Logging::INFORMATION, "one");
+    EXPECT_THAT(support::read_file(m_file), IsEmpty());
+    say(QZ_Logging::WARNING, "two");
+    EXPECT_THAT(support::read_lines(m_file), ElementsAre(HasSubstr("one"), HasSubstr("two")));
+    say(QZ_Logging::INFORMATION, "three");
+    EXPECT_EQ(support::read_lines(m_file).size(), 2u);
+  }
+  EXPECT_THAT(support::read_lines(m_file), ElementsAre(HasSubstr("one"), HasSubstr("two"), HasSubstr("three")));
+  say(QZ_Logging::INFORMATION, "four");
+  EXPECT_EQ(support::read_lines(m_file).size(), 4u);
+}
+
+TEST_F(EventLogTest, LosesNothingThatItHasGatheredToACrash) {
+  const auto crash = [this] {
+    const auto log = make();
+    const GatheredEvents gathered(*log);
+    log->log_event("QZ_TEST", 1, QZ_Logging::INFORMATION, "the last", CORBA::AnySeq());
+    std::abort();
+  };
+  EXPECT_EXIT(crash(), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_THAT(support::read_lines(m_file), ElementsAre(HasSubstr("the last")));
 }
 
 TEST_F(EventLogTest, KeepsLinesOfManyThreadsApart) {
