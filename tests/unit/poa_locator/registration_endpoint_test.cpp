@@ -253,6 +253,18 @@ TEST_F(EndpointRegistrationTest, AFailureLeavesAnEndpointThatWasThereBefore) {
   EXPECT_EQ(request->wait().kind, Outcome::FORWARD);
 }
 
+TEST_F(EndpointRegistrationTest, NobodyIsForwardedToARegistrationThatCannotBeCounted) {
+  configure_living_process("process", {"orb"});
+  start();
+  add_entry(m_bank, "orb");
+  const auto request = send_to(m_bank);
+  registry().find(*id_of(m_bank)).destroy();
+  EXPECT_THROW(add(m_bank, "orb"), CORBA::OBJECT_NOT_EXIST);
+  EXPECT_EQ(request->wait().kind, Outcome::EXCEPTION);
+  EXPECT_TRUE(find(m_bank).is_null());
+  EXPECT_EQ(stored_endpoints(), 0u);
+}
+
 TEST_F(EndpointRegistrationTest, WithdrawingEndsTheEndpoint) {
   start();
   add(m_bank, "orb");
