@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/orb/ior_impl.h"
+#include "tests/support/disk_waits.h"
 #include "tests/unit/poa_locator/active_fixture.h"
 #include "tests/unit/poa_locator/imr_store_fault.h"
 
@@ -73,6 +74,14 @@ TEST_F(EndpointRegistrationTest, CountsItsRegistrationsAlsoAcrossARestart) {
   stop();
   start();
   EXPECT_EQ(add(m_bank, "orb"), 3u);
+}
+
+TEST_F(EndpointRegistrationTest, WaitsForTheDiskOnceBeforeItIsAnswered) {
+  start();
+  add(m_bank, "orb");
+  const unsigned before = disk_waits();
+  add({"Shop"}, "orb");
+  EXPECT_EQ(disk_waits(), before + 1);
 }
 
 TEST_F(EndpointRegistrationTest, ASecondRegistrationWhileTheServerAnswersIsRefused) {
