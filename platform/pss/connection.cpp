@@ -30,7 +30,7 @@ Connection::Connection(const std::string& path, std::chrono::milliseconds busy_t
   execute(JOURNAL_MODE, {}, [&](const Fields& row) { mode = row[0].text; });
   if (mode != "wal")
     raise<CORBA::PERSIST_STORE>(MINOR_STORE_FAILED, "cannot switch the database to write-ahead logging");
-  execute_once("pragma synchronous = full");
+  set_durable(true);
   execute_once("pragma foreign_keys = on");
 }
 
@@ -53,7 +53,13 @@ void Connection::execute_once(const std::string& text) {
   }
 }
 
-void Connection::begin(std::chrono::milliseconds timeout) {
+void Connection::set_durable(bool durable) {
+  execute_once(durable ? "pragma synchronous = full" : "pragma synchronous = normal");
+  m_durable = durable;
+}
+
+void Connection::begin(std::chrono::milliseconds timeout, bool durable) {
+  if (durable != m_durable) set_durable(durable);
   if (timeout >= m_busy_timeout) {
     execute(BEGIN);
     return;

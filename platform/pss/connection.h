@@ -26,8 +26,9 @@ class Connection {
   // For statements that are run once, such as the schema's.
   void execute_once(const std::string& text);
 
-  // Takes the database's write lock; waits for other processes up to timeout.
-  void begin(std::chrono::milliseconds timeout);
+  // Takes the database's write lock; waits for other processes up to timeout. The log holds commits in their order, so
+  // that a durable one makes all before it durable as well, whichever connections made them.
+  void begin(std::chrono::milliseconds timeout, bool durable);
   void commit();
   // Leaves the connection marked as broken when the engine cannot.
   void rollback() noexcept;
@@ -36,9 +37,11 @@ class Connection {
   bool broken() const { return m_broken; }
 
  private:
+  void set_durable(bool durable);
   [[noreturn]] void failed(const soci::soci_error& error);
 
   const std::chrono::milliseconds m_busy_timeout;
+  bool m_durable = false;  // commits wait for the disk
   bool m_broken = false;
   soci::session m_session;
   std::unordered_map<const Sql*, std::unique_ptr<PreparedStatement>> m_statements;  // gone before the session is

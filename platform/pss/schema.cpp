@@ -50,7 +50,7 @@ const std::vector<Migration>& store_migrations() {
 }
 
 void migrate(Connection& connection, const std::vector<Migration>& migrations, std::chrono::milliseconds timeout) {
-  connection.begin(timeout);
+  connection.begin(timeout, true);
   try {
     migrate_locked(connection, migrations);
     connection.commit();

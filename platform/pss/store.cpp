@@ -34,7 +34,7 @@ void Store::register_home(const std::string& home_type_id, const StorageType& ty
   if (transaction && transaction->resource())
     raise<CORBA::BAD_INV_ORDER>(MINOR_IN_TRANSACTION, minor_text(MINOR_IN_TRANSACTION));
 
-  const std::shared_ptr<StoreTransaction> work = StoreTransaction::begin(shared_from_this());
+  const std::shared_ptr<StoreTransaction> work = StoreTransaction::begin(shared_from_this(), true);
   const CatalogueEntry entry = enter_in_catalogue(*work, home_type_id, type);
   work->commit();
 

@@ -8,7 +8,7 @@ namespace QZ_PSS {
 
 using Clock = std::chrono::steady_clock;
 
-std::shared_ptr<StoreTransaction> StoreTransaction::begin(std::shared_ptr<Store> store) {
+std::shared_ptr<StoreTransaction> StoreTransaction::begin(std::shared_ptr<Store> store, bool durable) {
   const auto timeout = store->options().busy_timeout;
   const auto deadline = Clock::now() + timeout;
   std::shared_ptr<StoreTransaction> self(new StoreTransaction(std::move(store)));
@@ -16,7 +16,7 @@ std::shared_ptr<StoreTransaction> StoreTransaction::begin(std::shared_ptr<Store>
     raise<CORBA::TRANSIENT>(MINOR_LOCKED, "other writers of this process kept the store busy");
   self->m_has_turn = true;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-  self->connection().begin(std::clamp(left, std::chrono::milliseconds(0), timeout));
+  self->connection().begin(std::clamp(left, std::chrono::milliseconds(0), timeout), durable);
   self->m_begun = true;
   return self;
 }

@@ -13,7 +13,8 @@ namespace QZ_PSS {
 class StoreTransaction final : public WorkUnit, public TransactionResource {
  public:
   // TRANSIENT with MINOR_LOCKED when the turn or the lock cannot be had within the busy time-out.
-  static std::shared_ptr<StoreTransaction> begin(std::shared_ptr<Store> store);
+  // Not durable: what is committed may be lost with the machine's power until the next durable commit.
+  static std::shared_ptr<StoreTransaction> begin(std::shared_ptr<Store> store, bool durable);
   ~StoreTransaction() override;
 
   // TRANSACTION_ROLLEDBACK when doomed.

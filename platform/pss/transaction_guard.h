@@ -9,19 +9,24 @@
 #include <utility>
 
 #include "platform/pss/tx_session_association.h"
+#include "platform/transactions/transaction.h"
 
 namespace QZ_PSS {
+
+// When what a commit has written outlives a loss of power: once it returns, or once a later commit does that is
+// durable. The first costs a wait for the disk; the second is for what is of no use without that later commit.
+enum class Durable { AT_ONCE, WITH_NEXT };
 
 // Begins a transaction if the calling thread has none; unless committed, one that it began is rolled back at the end of
 // the scope. A transaction that the caller already had is left to the caller. Used by one thread.
 class TransactionGuard {
  public:
-  explicit TransactionGuard(CosTransactions::Current_ptr current) : m_current(current) {
-    CosTransactions::Control_var control = m_current->get_control();
-    if (CORBA::is_nil(control)) {
-      m_current->begin();
-      m_owned = true;
-    }
+  explicit TransactionGuard(CosTransactions::Current_ptr current, Durable durable = Durable::AT_ONCE)
+      : m_current(current) {
+    if (Transaction::of_this_thread()) return;
+    m_current->begin();
+    m_owned = true;
+    if (durable == Durable::WITH_NEXT) Transaction::of_this_thread()->make_durable_later();
   }
 
   ~TransactionGuard() {
@@ -38,7 +43,7 @@ class TransactionGuard {
 
   bool owned() const { return m_owned; }
 
-  // Durable when it returns, if owned; otherwise nothing. Raises as Current::commit does.
+  // Durable as asked for, if owned; otherwise nothing. Raises as Current::commit does.
   void commit() {
     if (std::exchange(m_owned, false)) m_current->commit(true);
   }
@@ -51,9 +56,10 @@ class TransactionGuard {
 // Runs work(association) in the thread's transaction, or in one of its own that is committed afterwards and rolled back
 // when an exception escapes. Returns what work returns: copy values out, records are of no use after an own commit.
 template <class Work>
-auto in_transaction(CosTransactions::Current_ptr current, SessionManager_ptr session_manager, Work&& work) {
+auto in_transaction(CosTransactions::Current_ptr current, SessionManager_ptr session_manager, Work&& work,
+                    Durable durable = Durable::AT_ONCE) {
   using Result = std::invoke_result_t<Work&, TxSessionAssociation&>;
-  TransactionGuard guard(current);
+  TransactionGuard guard(current, durable);
   TxSessionAssociation association(session_manager, READ_WRITE);
   const auto finish = [&] {
     association.suspend();

@@ -29,7 +29,7 @@ std::shared_ptr<WorkUnit> unit_for_writing(const std::shared_ptr<Store>& store) 
     raise<CORBA::INVALID_TRANSACTION>(MINOR_OTHER_STORE, minor_text(MINOR_OTHER_STORE));
   if (work && work->doomed()) raise<CORBA::TRANSACTION_ROLLEDBACK>(MINOR_ROLLED_BACK, minor_text(MINOR_ROLLED_BACK));
   if (!work) {
-    work = StoreTransaction::begin(store);
+    work = StoreTransaction::begin(store, transaction->durable());
     transaction->enlist(work);
   }
   return work;

@@ -26,10 +26,15 @@ class Transaction : public virtual CosTransactions::Control, public QZ_CORBA::Re
   void enlist(std::shared_ptr<TransactionResource> resource) { m_resource = std::move(resource); }
   const std::shared_ptr<TransactionResource>& resource() const { return m_resource; }
 
+  // False: its commit need not be durable before that of a later transaction which has to be.
+  bool durable() const { return m_durable; }
+  void make_durable_later() { m_durable = false; }
+
   bool marked_rollback() const { return m_marked; }
   void mark_rollback() { m_marked = true; }
 
  private:
   std::shared_ptr<TransactionResource> m_resource;
+  bool m_durable = true;
   bool m_marked = false;
 };

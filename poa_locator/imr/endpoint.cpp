@@ -139,7 +139,8 @@ Endpoint Endpoint::lookup(const char* name) const {
   return registry.find(child.in());
 }
 
-Endpoint Endpoint::add(const char* name, bool persistent, bool allow_dynamic_registration, const char* orb_name) const {
+Endpoint Endpoint::add(const char* name, bool persistent, bool allow_dynamic_registration, const char* orb_name,
+                       QZ_PSS::Durable durable) const {
   EndpointRegistry& registry = body().registry();
   QZ_RecursiveMutexLock lock(registry.mutex());
   const CORBA::OctetSeq_var child = EndpointIdUtils::child_id(id(), name);
@@ -161,7 +162,7 @@ Endpoint Endpoint::add(const char* name, bool persistent, bool allow_dynamic_reg
     report_creation(registry, child_name, persistent, orb_name);
   };
   try {
-    QZ_PSS::in_transaction(registry.tx_current_nc(), registry.session_manager_nc(), create);
+    QZ_PSS::in_transaction(registry.tx_current_nc(), registry.session_manager_nc(), create, durable);
   } catch (const CORBA::SystemException&) {
     report(registry.event_log_nc(), POALocEvent::ENDPOINT_ADD_INTERNAL, QZ_Logging::ERROR_PRIORITY,
            ENDPOINT_ADD_INTERNAL_MSG, {child_name.c_str()});

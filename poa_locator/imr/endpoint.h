@@ -13,6 +13,7 @@
 #include "platform/base/qz_handle.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
+#include "platform/pss/transaction_guard.h"
 #include "poa_locator/idl/poa_imr_store.h"
 
 class EndpointRegistry;
@@ -58,7 +59,8 @@ class Endpoint : public QZ_Handle<EndpointRep> {
   Endpoint lookup(const char* name) const;
 
   // QZ_POAIMRAdmin::POAAlreadyRegistered when there is a child of that name, INTERNAL when the store fails.
-  Endpoint add(const char* name, bool persistent, bool allow_dynamic_registration, const char* orb_name) const;
+  Endpoint add(const char* name, bool persistent, bool allow_dynamic_registration, const char* orb_name,
+               QZ_PSS::Durable durable = QZ_PSS::Durable::AT_ONCE) const;
   // The entry and all below it.
   void destroy();
   // The same without the registry's mutex.

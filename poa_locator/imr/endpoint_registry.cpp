@@ -102,7 +102,8 @@ Endpoint EndpointRegistry::on_demand_create(const CORBA::OctetSeq& id, const cha
   require_host_orb(orb_name);
 
   const QZ_POAIMRAdmin::FullyQualifiedName_var name = EndpointIdUtils::id_to_fqpn(id);
-  return parent.add(name.in()[name->length() - 1], true, true, orb_name);
+  // Who registers the POA is answered after a durable commit of his own.
+  return parent.add(name.in()[name->length() - 1], true, true, orb_name, QZ_PSS::Durable::WITH_NEXT);
 }
 
 void EndpointRegistry::remove(Endpoint& endpoint) {

@@ -33,7 +33,8 @@ class EndpointRegistry {
 
   // The entry of that identifier; when there is none, a new one below its parent, if the parent lets this ORB register
   // children. Raises the exceptions of QZ_POA_PersistentServer::EndpointRegistry, and BAD_PARAM 0x515A0C00 for an
-  // identifier that names no POA; the repository is unchanged then.
+  // identifier that names no POA; the repository is unchanged then. A new entry is durable with the next durable
+  // commit.
   Endpoint on_demand_create(const CORBA::OctetSeq& id, const char* orb_name);
 
   // The entry and all below it. The root comes back at once, empty, as in a new store.

@@ -4,6 +4,7 @@
 
 #include "platform/orb/exception_text.h"
 #include "platform/orb/ref_counted_local_object.h"
+#include "platform/pss/transaction_guard.h"
 #include "poa_locator/imr/endpoint_id_utils.h"
 #include "poa_locator/imr/endpoint_registry.h"
 #include "poa_locator/imr/poa_imr_impl.h"
@@ -27,6 +28,10 @@ namespace {
 
 CORBA::TRANSIENT destroyed() {
   return CORBA::TRANSIENT(MINOR_ENDPOINT_DESTROYED, CORBA::COMPLETED_NO);
+}
+
+CORBA::OBJECT_NOT_EXIST mirror_lost() {
+  return CORBA::OBJECT_NOT_EXIST(MINOR_NO_MIRROR, CORBA::COMPLETED_NO);
 }
 
 }  // namespace
@@ -234,15 +239,23 @@ void ActiveEndpoint::activate() {
   m_rep->active_orb->impl_activate(*this);
 }
 
-void ActiveEndpoint::set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOR_ptr ior) {
+void ActiveEndpoint::set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOR_ptr ior,
+                                       const std::function<void()>& also_write) {
   if (CORBA::is_nil(ior)) throw CORBA::BAD_PARAM(MINOR_NIL_REFERENCE, CORBA::COMPLETED_NO);
   QZ_MutexLock lock(m_rep->mutex);
-  if (m_rep->requests.has_ended()) throw CORBA::OBJECT_NOT_EXIST(MINOR_NO_MIRROR, CORBA::COMPLETED_NO);
+  if (m_rep->requests.has_ended()) throw mirror_lost();
   if (m_rep->requests.is_running()) throw ServerRegistry::EntryAlreadyExists(m_rep->id);
   CORBA::OctetSeq_var key;
   const QZ_IOR::IOREndpoint_var ior_endpoint = ior->split(key.out());
   // A request that is forwarded must find the same after a restart, so the record comes first.
+  QZ_PSS::TransactionGuard guard(m_rep->locator.impl_tx_current_nc());
   write_mirror(state, ior_endpoint);
+  also_write();
+  try {
+    guard.commit();
+  } catch (const CORBA::Exception&) {
+    throw mirror_lost();
+  }
   RequestResponseThread::answer(m_rep->locator, *this,
                                 m_rep->requests.publish(QZ_CORBA::PackedReference(state), ior_endpoint));
 }
@@ -269,7 +282,7 @@ void ActiveEndpoint::write_mirror(QZ_POA_PersistentServer::EndpointDynamicState_
     }
     ActiveEndpointMirror(m_rep->locator, m_rep->id).update(state, reference);
   } catch (const CORBA::Exception&) {
-    throw CORBA::OBJECT_NOT_EXIST(MINOR_NO_MIRROR, CORBA::COMPLETED_NO);
+    throw mirror_lost();
   }
 }
 

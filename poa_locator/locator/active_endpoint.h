@@ -14,6 +14,8 @@
 #include <poa_persistent_server.hh>
 #include <qz_ior.hh>
 
+#include <functional>
+
 #include "platform/base/qz_handle.h"
 #include "platform/base/qz_string.h"
 #include "platform/base/qz_vector.h"
@@ -82,10 +84,12 @@ class ActiveEndpoint {
   // POAActiveORBImpl::impl_activate raises.
   void activate();
 
-  // The POA runs from now on and is reached at ior's addresses. Written to the mirror first; those who wait are then
-  // answered on a thread of their own. EntryAlreadyExists when a state is set already; OBJECT_NOT_EXIST 0x515A0C05 when
-  // the mirror has gone, as it has once the endpoint is destroyed.
-  void set_dynamic_state(QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOR_ptr ior);
+  // The POA runs from now on and is reached at ior's addresses. Written to the mirror first, in one transaction with
+  // what also_write does; those who wait are then answered on a thread of their own. EntryAlreadyExists when a state is
+  // set already; OBJECT_NOT_EXIST 0x515A0C05 when the mirror has gone, as it has once the endpoint is destroyed.
+  void set_dynamic_state(
+      QZ_POA_PersistentServer::EndpointDynamicState_ptr state, QZ_IOR::IOR_ptr ior,
+      const std::function<void()>& also_write = [] {});
   void clear_dynamic_state();
 
   // Answers every request that waits, in the order of arrival.

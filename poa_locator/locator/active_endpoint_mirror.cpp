@@ -11,20 +11,22 @@ using QZ_PoaLocatorStore::ActiveEndpointHome;
 namespace {
 
 template <class Work>
-auto with_home(POALocatorImpl& locator, Work&& work) {
+auto with_home(POALocatorImpl& locator, Work&& work, QZ_PSS::Durable durable = QZ_PSS::Durable::AT_ONCE) {
   return QZ_PSS::in_transaction(
-      locator.impl_tx_current_nc(), locator.impl_session_manager_nc(), [&](QZ_PSS::TxSessionAssociation& association) {
+      locator.impl_tx_current_nc(), locator.impl_session_manager_nc(),
+      [&](QZ_PSS::TxSessionAssociation& association) {
         auto* home = ActiveEndpointHome::_narrow(
             association.find_storage_home(locator.impl_active_endpoint_registry().home_type_id()));
         if (!home) throw CORBA::INTERNAL(0, CORBA::COMPLETED_NO);
         return work(*home);
-      });
+      },
+      durable);
 }
 
 }  // namespace
 
 bool ActiveEndpointMirror::create(const char* orb_name) {
-  return with_home(m_locator, [&](ActiveEndpointHome& home) {
+  const auto work = [&](ActiveEndpointHome& home) {
     try {
       home.create(m_id, orb_name, EndpointDynamicState::_nil(), CORBA::Object::_nil());
       return true;
@@ -35,7 +37,8 @@ bool ActiveEndpointMirror::create(const char* orb_name) {
     home.find_by_id(m_id)->destroy_object();
     home.create(m_id, orb_name, EndpointDynamicState::_nil(), CORBA::Object::_nil());
     return false;
-  });
+  };
+  return with_home(m_locator, work, QZ_PSS::Durable::WITH_NEXT);
 }
 
 void ActiveEndpointMirror::update(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state,

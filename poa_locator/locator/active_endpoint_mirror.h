@@ -14,6 +14,7 @@ class ActiveEndpointMirror {
   ActiveEndpointMirror(POALocatorImpl& locator, const CORBA::OctetSeq& id) : m_locator(locator), m_id(id) {}
 
   // A record of a POA that does not run. False when there was one already, which the new one has replaced.
+  // Durable with the next durable commit: nobody misses it before it says that the POA runs.
   bool create(const char* orb_name);
   // Nil references: the POA does not run. CosPersistentState::NotFound when there is no record.
   void update(QZ_POA_PersistentServer::EndpointDynamicState_ptr dynamic_state, CORBA::Object_ptr prototype);

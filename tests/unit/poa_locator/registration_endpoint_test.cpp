@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/orb/ior_impl.h"
+#include "tests/support/disk_waits.h"
 #include "tests/unit/poa_locator/active_fixture.h"
 #include "tests/unit/poa_locator/imr_store_fault.h"
 
@@ -73,6 +74,14 @@ TEST_F(EndpointRegistrationTest, CountsItsRegistrationsAlsoAcrossARestart) {
   stop();
   start();
   EXPECT_EQ(add(m_bank, "orb"), 3u);
+}
+
+TEST_F(EndpointRegistrationTest, WaitsForTheDiskOnceBeforeItIsAnswered) {
+  start();
+  add(m_bank, "orb");
+  const unsigned before = disk_waits();
+  add({"Shop"}, "orb");
+  EXPECT_EQ(disk_waits(), before + 1);
 }
 
 TEST_F(EndpointRegistrationTest, ASecondRegistrationWhileTheServerAnswersIsRefused) {
@@ -251,6 +260,18 @@ TEST_F(EndpointRegistrationTest, AFailureLeavesAnEndpointThatWasThereBefore) {
   EXPECT_FALSE(request->answered());
   add(m_bank, "orb", state);
   EXPECT_EQ(request->wait().kind, Outcome::FORWARD);
+}
+
+TEST_F(EndpointRegistrationTest, NobodyIsForwardedToARegistrationThatCannotBeCounted) {
+  configure_living_process("process", {"orb"});
+  start();
+  add_entry(m_bank, "orb");
+  const auto request = send_to(m_bank);
+  registry().find(*id_of(m_bank)).destroy();
+  EXPECT_THROW(add(m_bank, "orb"), CORBA::OBJECT_NOT_EXIST);
+  EXPECT_EQ(request->wait().kind, Outcome::EXCEPTION);
+  EXPECT_TRUE(find(m_bank).is_null());
+  EXPECT_EQ(stored_endpoints(), 0u);
 }
 
 TEST_F(EndpointRegistrationTest, WithdrawingEndsTheEndpoint) {

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "tests/support/disk_waits.h"
 #include "tests/unit/platform/pss/store_test.h"
 
 namespace Example {
@@ -83,6 +84,43 @@ TEST_F(DurabilityTest, keeps_committed_records_and_no_others_when_the_process_is
     EXPECT_THAT(numbers_of(names(association).find_by_id(id_of(19))->children()), testing::ElementsAre(19, 20));
   });
   add_name(20);
+}
+
+TEST_F(DurabilityTest, waits_for_the_disk_only_in_commits_that_are_durable_at_once) {
+  open();
+  add_name(0);
+  const auto create = [&](unsigned number, QZ_PSS::Durable durable) {
+    const unsigned before = disk_waits();
+    QZ_PSS::in_transaction(
+        current(), manager(),
+        [&](TxSessionAssociation& association) {
+          names(association).create(id_of(number), "", NameDataRef(), ids_of({}), true, true);
+        },
+        durable);
+    return disk_waits() - before;
+  };
+  EXPECT_EQ(create(1, QZ_PSS::Durable::AT_ONCE), 1U);
+  EXPECT_EQ(create(2, QZ_PSS::Durable::WITH_NEXT), 0U);
+  EXPECT_EQ(create(3, QZ_PSS::Durable::WITH_NEXT), 0U);
+  EXPECT_EQ(create(4, QZ_PSS::Durable::AT_ONCE), 1U);
+  reopen();
+  EXPECT_EQ(all_names().size(), 5U);
+}
+
+TEST_F(DurabilityTest, is_durable_at_once_when_the_transaction_around_it_is) {
+  open();
+  add_name(0);
+  const unsigned before = disk_waits();
+  QZ_PSS::TransactionGuard around(current());
+  QZ_PSS::in_transaction(
+      current(), manager(),
+      [&](TxSessionAssociation& association) {
+        names(association).create(id_of(1), "", NameDataRef(), ids_of({}), true, true);
+      },
+      QZ_PSS::Durable::WITH_NEXT);
+  EXPECT_EQ(disk_waits(), before);
+  around.commit();
+  EXPECT_EQ(disk_waits(), before + 1);
 }
 
 }  // namespace
