@@ -163,11 +163,11 @@ void ActiveEndpointRegistry::load() {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(m_home_type_id));
   // Reading takes about as long as restoring, so it runs ahead by one batch. It has the association to itself.
-  std::future<Batch> reading = std::async(read_batch, std::ref(*rows));
+  std::future<Batch> reading = std::async(std::launch::async, read_batch, std::ref(*rows));
   for (bool more = true; more;) {
     Batch batch = reading.get();
     more = batch.endpoints.size() == BATCH_SIZE && !batch.failure;
-    if (more) reading = std::async(read_batch, std::ref(*rows));
+    if (more) reading = std::async(std::launch::async, read_batch, std::ref(*rows));
     for (RestoredEndpoint& restored : batch.endpoints) {
       const ActiveEndpoint endpoint(m_locator, std::move(restored));
       QZ_MutexLock lock(m_mutex);
