@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <map>
 #include <string_view>
 
 #include "daemon/host_event.h"
 #include "platform/base/plugin_manager.h"
+#include "platform/base/qz_mutex.h"
 #include "platform/base/qz_shlib_init.h"
 
 namespace poalocd {
@@ -45,40 +47,62 @@ void check(const std::string& path, const QZ_Shlib_Descriptor& descriptor) {
   }
 }
 
-void load(const std::string& path, QZ_Logging::EventLog_ptr log) {
-  // By an earlier host of this process: it has declared itself then.
-  const bool loaded_before = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD) != nullptr;
-  const auto before = QZ_Shlib_Init::declared().size();
-  // Never closed: omniORB keeps pointers to what a library's stubs register.
-  if (!::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
-    throw PluginError("plug-in library " + path + " cannot be loaded: " + std::string(::dlerror()));
-  if (loaded_before) return;
-  const auto declared = QZ_Shlib_Init::declared();
-  if (declared.size() == before)
-    throw PluginError("plug-in library " + path + " cannot be used: it does not declare what it is");
-  for (std::size_t i = before; i < declared.size(); ++i) {
-    check(path, declared[i]);
-    report(log, PLUGIN_LOADED_EVENT, {path, declared[i].description, declared[i].version});
+std::vector<QZ_LocationPlugIn::OALocatorPlugIn*> registered_plugins() {
+  const QZ_PlugIn::PlugInManager_var manager = QZ_PlugIn::plugin_manager();
+  const QZ_PlugIn::PlugInList_var plugins = manager->list();
+  std::vector<QZ_LocationPlugIn::OALocatorPlugIn*> result;
+  for (CORBA::ULong i = 0; i < plugins->length(); ++i) {
+    const QZ_PlugIn::PlugIn_ptr plugin = plugins.in()[i];
+    auto* locator = dynamic_cast<QZ_LocationPlugIn::OALocatorPlugIn*>(plugin);
+    if (locator && locator->type() == LOCATOR_PLUGIN_TYPE) result.push_back(locator);
   }
+  return result;
+}
+
+// What a library brought when it was loaded.
+struct Library {
+  std::vector<QZ_Shlib_Descriptor> declared;
+  std::vector<QZ_LocationPlugIn::OALocatorPlugIn*> plugins;
+};
+
+// Of the process, as an earlier host of it may have loaded the library.
+const Library& loaded(const std::string& path) {
+  static QZ_Mutex mutex;
+  static std::map<void*, Library> libraries;
+  const QZ_MutexLock lock(mutex);
+  const auto declared_before = QZ_Shlib_Init::declared().size();
+  const auto plugins_before = registered_plugins().size();
+  // Never closed: omniORB keeps pointers to what a library's stubs register.
+  void* const handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!handle) throw PluginError("plug-in library " + path + " cannot be loaded: " + std::string(::dlerror()));
+  const auto [entry, first_time] = libraries.try_emplace(handle);
+  Library& library = entry->second;
+  if (first_time) {
+    const auto declared = QZ_Shlib_Init::declared();
+    library.declared.assign(declared.begin() + declared_before, declared.end());
+    const auto plugins = registered_plugins();
+    library.plugins.assign(plugins.begin() + plugins_before, plugins.end());
+  }
+  return library;
 }
 
 }  // namespace
 
 std::vector<QZ_LocationPlugIn::OALocatorPlugIn*> load_plugins(const PluginSettings& settings,
                                                               QZ_Logging::EventLog_ptr log) {
-  const QZ_PlugIn::PlugInManager_var manager = QZ_PlugIn::plugin_manager();
   std::vector<QZ_LocationPlugIn::OALocatorPlugIn*> result;
-  for (const auto& library : settings.libraries) {
-    const auto path = library_path(settings, library);
-    load(path, log);
-    const auto before = result.size();
-    const QZ_PlugIn::PlugInList_var plugins = manager->list();
-    for (CORBA::ULong i = 0; i < plugins->length(); ++i) {
-      const QZ_PlugIn::PlugIn_ptr plugin = plugins.in()[i];
-      auto* locator = dynamic_cast<QZ_LocationPlugIn::OALocatorPlugIn*>(plugin);
-      const bool known = std::find(result.begin(), result.end(), locator) != result.end();
-      if (locator && !known && locator->type() == LOCATOR_PLUGIN_TYPE) result.push_back(locator);
+  for (const auto& name : settings.libraries) {
+    const auto path = library_path(settings, name);
+    const Library& library = loaded(path);
+    if (library.declared.empty())
+      throw PluginError("plug-in library " + path + " cannot be used: it does not declare what it is");
+    for (const QZ_Shlib_Descriptor& declared : library.declared) {
+      check(path, declared);
+      report(log, PLUGIN_LOADED_EVENT, {path, declared.description, declared.version});
     }
+    const auto before = result.size();
+    for (auto* plugin : library.plugins)
+      if (std::find(result.begin(), result.end(), plugin) == result.end()) result.push_back(plugin);
     if (result.size() == before)
       throw PluginError("plug-in library " + path + " cannot be used: it brings no locator plug-in");
   }

@@ -59,8 +59,6 @@ void become(const ChildPlan& plan) {
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 
-  const rlimit* files = files_limit_of_servers();
-  if (files && setrlimit(RLIMIT_NOFILE, files) != 0) return;
   if (plan.user()) {
     // The kernel's calls: the library's would have all threads change user with this one.
     const ChildUser& user = *plan.user();
@@ -74,6 +72,9 @@ void become(const ChildPlan& plan) {
   if (dup2(null, 0) < 0 || dup2(plan.output(), 1) < 0 || dup2(plan.output(), 2) < 0) return;
   // Not closed but marked, so that a failure can still be reported.
   if (syscall(SYS_close_range, 3U, ~0U, 4U /* CLOSE_RANGE_CLOEXEC */) != 0) return;
+  // Last, as the files that are still open may be more than it allows.
+  const rlimit* files = files_limit_of_servers();
+  if (files && setrlimit(RLIMIT_NOFILE, files) != 0) return;
   execve(plan.path(), plan.argv(), plan.environment());
 }
 
@@ -87,7 +88,8 @@ pid_t fork_and_become(const ChildPlan& plan) {
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  const pid_t pid = ::fork();
+  // vfork copies nothing of a large daemon, but a child that shares its memory must not be another user's.
+  const pid_t pid = plan.user() ? ::fork() : ::vfork();
   const int fork_error = errno;
   if (pid == 0) {
     become(plan);
@@ -113,7 +115,7 @@ pid_t fork_and_become(const ChildPlan& plan) {
 
 pid_t spawn(const ProcessSettings& process, const std::map<std::string, std::string>& extra_environment) {
   const ChildPlan plan(process, extra_environment);
-  // posix_spawn, which copies nothing of a large daemon, can change neither.
+  // posix_spawn can change neither.
   const bool changes = plan.user() || files_limit_of_servers();
   return changes ? fork_and_become(plan) : spawn_as_daemon(plan);
 }

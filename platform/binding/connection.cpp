@@ -42,11 +42,10 @@ Connection::~Connection() = default;
 void Connection::start() {
   m_socket.set_options();
   m_last_activity = m_write_progress = m_resumed = m_thread.now();
-  if (!m_thread.poller().add(m_socket.descriptor(), this, m_interest)) {
-    ++m_context.counters.accept_failures;
-    return close();
-  }
-  touch();
+  m_interest = EPOLLIN;
+  if (m_thread.poller().add(m_socket.descriptor(), this, m_interest)) return;
+  ++m_context.counters.accept_failures;
+  close();
 }
 
 void Connection::ready(std::uint32_t events) {

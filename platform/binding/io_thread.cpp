@@ -53,8 +53,10 @@ void IoThread::run() {
     for (const epoll_event& event : events) {
       turn([&] { static_cast<Connection*>(event.data.ptr)->ready(event.events); });
     }
-    turn([this] { take_mail(); });
-    run_tasks();
+    if (m_poller.woken()) {
+      turn([this] { take_mail(); });
+      run_tasks();
+    }
     if (m_now >= next_sweep) {
       turn([this] { sweep(); });
       next_sweep = m_now + m_sweep_interval;

@@ -54,10 +54,12 @@ void Poller::remove(int descriptor) {
 std::span<const epoll_event> Poller::wait(std::chrono::milliseconds limit) {
   const int timeout = limit.count() < 0 ? 0 : static_cast<int>(limit.count());
   const int count = ::epoll_wait(m_epoll, m_events.data(), static_cast<int>(m_events.size()), timeout);
+  m_woken = false;
   if (count <= 0) return {};
   auto last = m_events.begin() + count;
   for (auto event = m_events.begin(); event != last; ++event) {
     if (event->data.ptr != this) continue;
+    m_woken = true;
     eventfd_t ignored;
     ::eventfd_read(m_wake_event, &ignored);
     *event = *--last;  // the order of the others says nothing

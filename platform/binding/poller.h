@@ -29,6 +29,8 @@ class Poller {
 
   // data.ptr is who. Empty when the time has passed or wake was called. Valid until the next wait.
   std::span<const epoll_event> wait(std::chrono::milliseconds limit);
+  // Whether the last wait was told of a call of wake.
+  bool woken() const { return m_woken; }
   // On any thread: the present wait, or else the next, returns soon.
   void wake();
 
@@ -38,6 +40,7 @@ class Poller {
   const int m_epoll;
   const int m_wake_event;
   std::array<epoll_event, MOST_EVENTS> m_events;
+  bool m_woken = false;
 };
 
 }  // namespace QZ_Binding

@@ -1,5 +1,6 @@
 #include "daemon/open_files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -40,10 +41,12 @@ TEST(OpenFiles, ConnectionsAreFewerWhereTheSystemDoesNotPermitThem) {
   expect_allowed({{400, 400}, 20'000, 300, 400});
 }
 
-// Runs a server with the limit of files that this process was permitted, and raised for itself.
+// Runs a server with the limit of files that this process was permitted, and raised for itself as it has more open.
 [[noreturn]] void try_server(const std::string& file) {
   const rlimit before{256, 4000};
   if (setrlimit(RLIMIT_NOFILE, &before) != 0 || poalocd::allow_connections(500) != 500) std::_Exit(2);
+  for (int i = 0; i < 300; ++i)
+    if (open("/dev/null", O_RDONLY | O_CLOEXEC) < 0) std::_Exit(2);
   poalocd::ProcessSettings server;
   server.argv = {"sh", "-c", "ulimit -S -n > " + file};
   const pid_t pid = poalocd::spawn(server, {});
