@@ -57,10 +57,14 @@ void PrefixRoutes::remove(const Route& route) {
 
 void PrefixRoutes::set_forward(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* endpoint) {
   // What is not wanted any more goes outside of the lock.
-  EntryPtr entry = RouteEntry::make(route, endpoint ? endpoint->packed_profiles() : Octets());
+  EntryPtr entry = endpoint ? RouteEntry::make(route, endpoint->packed_profiles()) : nullptr;
   table_of(*route).routes.write(route->prefix(), [&](EntryPtr& place) {
     const bool there = is_of(place, *route);
-    if (there) place.swap(entry);
+    if (there && entry) {
+      place.swap(entry);
+    } else if (there) {
+      place->stop_forwarding();
+    }
     return there;
   });
 }

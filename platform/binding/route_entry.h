@@ -12,7 +12,7 @@
 namespace QZ_Binding {
 
 // A route, its prefix, and the profiles that requests are forwarded to without the interceptor, in one piece of memory.
-// Immutable.
+// Not for several threads at once while it is changed.
 class RouteEntry {
  public:
   using Octets = std::span<const unsigned char>;
@@ -29,6 +29,9 @@ class RouteEntry {
   bool forwards() const { return m_profiles_size > 0; }
   QZ_IOR::ProfileList profiles() const { return QZ_IOR::ProfileList({octets() + m_key_size, m_profiles_size}); }
 
+  // Needs no memory, so that it always succeeds.
+  void stop_forwarding() { m_profiles_size = 0; }
+
   // Asks for what is most probably all of it, if it is wanted soon.
   void prefetch() const {
     constexpr int LINE = 64;
@@ -44,7 +47,7 @@ class RouteEntry {
 
   const std::shared_ptr<const Route> m_route;
   const std::uint32_t m_key_size;
-  const std::uint32_t m_profiles_size;
+  std::uint32_t m_profiles_size;
 };
 
 }  // namespace QZ_Binding
