@@ -18,6 +18,8 @@ namespace {
 constexpr auto URGENT = spdlog::level::warn;
 constexpr auto NOT_URGENT = spdlog::level::info;
 
+constexpr std::size_t PAGE = 4096;  // of the C library's file; beyond it, it writes out wherever a line is
+
 }  // namespace
 
 EventLogImpl::EventLogImpl(const EventLogSettings& settings) : m_settings(settings), m_logger(make_logger()) {}
@@ -71,18 +73,30 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
 
 void EventLogImpl::write(const Event& event) {
   const std::string line = m_settings.json ? json_line(event) : text_line(event);
+  const QZ_MutexLock lock(m_writing);
   const bool waits = m_gathering && event.priority < QZ_Logging::WARNING;
-  const auto logger = this->logger();
+  const std::size_t size = line.size() + 1;
+  if (m_gathering && m_gathered + size > PAGE) flush_locked();
+  m_gathered += size;
   const auto before = m_failures.load();
-  logger->log(event.time, spdlog::source_loc(), waits ? NOT_URGENT : URGENT, line);
+  logger()->log(event.time, spdlog::source_loc(), waits ? NOT_URGENT : URGENT, line);
   if (!waits && before == m_failures.load()) m_failing = false;
-  // The last to gather may have come after the end.
-  if (waits && !m_gathering) logger->flush();
 }
 
 void EventLogImpl::gather(bool on) {
+  const QZ_MutexLock lock(m_writing);
   m_gathering = on;
-  if (!on) logger()->flush();
+  flush_locked();
+}
+
+void EventLogImpl::flush() {
+  const QZ_MutexLock lock(m_writing);
+  flush_locked();
+}
+
+void EventLogImpl::flush_locked() {
+  m_gathered = 0;
+  logger()->flush();
 }
 
 std::shared_ptr<spdlog::logger> EventLogImpl::logger() {

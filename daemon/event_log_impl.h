@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <qz_logging.hh>
@@ -34,9 +35,10 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   // Opens the file anew, as after a log rotation. When that fails the old one stays in use; std::runtime_error then.
   void reopen();
 
-  // Whether lines of no urgency may wait until there is a page of them, or something urgent comes. false: none waits
-  // any more. For GatheredEvents, which sees to it that they are not lost.
-  void gather(bool on);
+  // Whether lines of no urgency may wait until there is a page of them, or something urgent comes, or flush is called.
+  // Only whole lines are written. false: none waits any more. For GatheredEvents.
+  void gather(bool on) EXCLUDES(m_writing);
+  void flush() EXCLUDES(m_writing);
 
   // What was logged lately.
   EventRing& ring() { return m_ring; }
@@ -50,7 +52,8 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
  private:
   std::shared_ptr<spdlog::logger> make_logger();
   std::shared_ptr<spdlog::logger> logger();
-  void write(const Event& event);
+  void write(const Event& event) EXCLUDES(m_writing);
+  void flush_locked() REQUIRES(m_writing);
   void failed(const std::string& why);
 
   const EventLogSettings m_settings;
@@ -59,7 +62,9 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   EventRing m_ring;
   std::atomic<std::uint64_t> m_failures{0};
   std::atomic<bool> m_failing{false};
-  std::atomic<bool> m_gathering{false};
+  QZ_Mutex m_writing;  // before m_mutex
+  bool m_gathering GUARDED_BY(m_writing) = false;
+  std::size_t m_gathered GUARDED_BY(m_writing) = 0;  // octets that wait
 };
 
 }  // namespace poalocd

@@ -1,41 +1,25 @@
 #include "daemon/gathered_events.h"
 
-#include <signal.h>
-
-#include <array>
-#include <cstdio>
-
 namespace poalocd {
 
-namespace {
-
-constexpr std::array DEFECTS{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV};
-std::array<struct sigaction, DEFECTS.size()> standard;
-
-void restore() {
-  for (std::size_t i = 0; i < DEFECTS.size(); ++i) sigaction(DEFECTS[i], &standard[i], nullptr);
-}
-
-// fflush is not among the functions that a signal may call. But files are locked by thread, so it does not wait for
-// what it has interrupted, and should it fail the process dies as it would have done anyway.
-void write_out(int number) {
-  restore();
-  std::fflush(nullptr);
-  raise(number);  // comes again, with its standard effect, once this one is over
-}
-
-}  // namespace
-
-GatheredEvents::GatheredEvents(EventLogImpl& log) : m_log(log) {
-  struct sigaction action{};
-  action.sa_handler = write_out;
-  for (std::size_t i = 0; i < DEFECTS.size(); ++i) sigaction(DEFECTS[i], &action, &standard[i]);
+GatheredEvents::GatheredEvents(EventLogImpl& log, std::chrono::milliseconds period)
+    : m_log(log), m_thread([this, period] { write_out(period); }) {
   m_log.gather(true);
 }
 
 GatheredEvents::~GatheredEvents() {
+  {
+    const QZ_MutexLock lock(m_mutex);
+    m_over = true;
+  }
+  m_changed.notify_all();
+  m_thread.join();
   m_log.gather(false);
-  restore();
+}
+
+void GatheredEvents::write_out(std::chrono::milliseconds period) {
+  const QZ_MutexLock lock(m_mutex);
+  while (!m_changed.wait_for(m_mutex, period, [this]() REQUIRES(m_mutex) { return m_over; })) m_log.flush();
 }
 
 }  // namespace poalocd

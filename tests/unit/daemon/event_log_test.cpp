@@ -2,7 +2,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <thread>
 
@@ -13,6 +13,7 @@
 #include "platform/base/ref_count_handle.h"
 #include "tests/support/files.h"
 #include "tests/support/test_dir.h"
+#include "tests/support/wait.h"
 
 namespace {
 
@@ -76,6 +77,12 @@ TEST(EventFormat, MakesJsonOfOctetsThatAreNoUtf8) {
 
 class EventLogTest : public testing::Test {
  protected:
+  // Longer than any test takes.
+  static constexpr std::chrono::hours NEVER{1};
+
+  static void say(EventLogImpl& log, QZ_Logging::EventPriority priority, const char* text) {
+    log.log_event("QZ_TEST", 1, priority, text, CORBA::AnySeq());
+  }
   Log make(bool json = false, unsigned long min_priority = QZ_Logging::INFORMATION) {
     return Log(new EventLogImpl({m_file, json, min_priority}));
   }
@@ -164,32 +171,43 @@ TEST_F(EventLogTest, CountsEventsThatCannotBeWrittenAndThrowsNothing) {
 
 TEST_F(EventLogTest, GathersInformationUntilSomethingUrgentComes) {
   const auto log = make();
-  const auto say = [&](QZ_Logging::EventPriority priority, const char* text) {
-    log->log_event("QZ_TEST", 1, priority, text, CORBA::AnySeq());
-  };
   {
-    const GatheredEvents gathered(*log);
-    say(QZ_Logging::INFORMATION, "one");
+    const GatheredEvents gathered(*log, NEVER);
+    say(*log, QZ_Logging::INFORMATION, "one");
     EXPECT_THAT(support::read_file(m_file), IsEmpty());
-    say(QZ_Logging::WARNING, "two");
+    say(*log, QZ_Logging::WARNING, "two");
     EXPECT_THAT(support::read_lines(m_file), ElementsAre(HasSubstr("one"), HasSubstr("two")));
-    say(QZ_Logging::INFORMATION, "three");
+    say(*log, QZ_Logging::INFORMATION, "three");
     EXPECT_EQ(support::read_lines(m_file).size(), 2u);
   }
   EXPECT_THAT(support::read_lines(m_file), ElementsAre(HasSubstr("one"), HasSubstr("two"), HasSubstr("three")));
-  say(QZ_Logging::INFORMATION, "four");
+  say(*log, QZ_Logging::INFORMATION, "four");
   EXPECT_EQ(support::read_lines(m_file).size(), 4u);
 }
 
-TEST_F(EventLogTest, LosesNothingThatItHasGatheredToACrash) {
-  const auto crash = [this] {
+TEST_F(EventLogTest, WritesWhatItHasGatheredAfterAWhile) {
+  const auto log = make();
+  const GatheredEvents gathered(*log, std::chrono::milliseconds(1));
+  for (const char* text : {"one", "two"}) {
+    say(*log, QZ_Logging::INFORMATION, text);
+    EXPECT_TRUE(support::wait_until([&] { return support::read_file(m_file).find(text) != std::string::npos; }));
+  }
+}
+
+TEST_F(EventLogTest, HasWrittenWholeLinesWhenItIsKilledWhileItGathers) {
+  constexpr int LINES = 300;
+  const auto killed = [this] {
     const auto log = make();
-    const GatheredEvents gathered(*log);
-    log->log_event("QZ_TEST", 1, QZ_Logging::INFORMATION, "the last", CORBA::AnySeq());
-    std::abort();
+    const GatheredEvents gathered(*log, NEVER);
+    for (int i = 0; i < LINES; ++i) say(*log, QZ_Logging::INFORMATION, "a line of a start that does not get far");
+    ::raise(SIGKILL);
   };
-  EXPECT_EXIT(crash(), testing::KilledBySignal(SIGABRT), "");
-  EXPECT_THAT(support::read_lines(m_file), ElementsAre(HasSubstr("the last")));
+  EXPECT_EXIT(killed(), testing::KilledBySignal(SIGKILL), "");
+  const std::string text = support::read_file(m_file);
+  EXPECT_THAT(text, testing::EndsWith("\n"));
+  const auto lines = support::read_lines(m_file);
+  EXPECT_GT(lines.size(), LINES / 2u);
+  EXPECT_LT(lines.size(), LINES) << "nothing was gathered";
 }
 
 TEST_F(EventLogTest, KeepsLinesOfManyThreadsApart) {
