@@ -1,5 +1,6 @@
 #include "platform/orb/profile_list.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/orb/cdr_writer.h"
@@ -32,7 +33,10 @@ void ProfileList::append(std::vector<unsigned char>& packed, const Profile& prof
                     profile.little_endian,
                     0};
   const Octets framed(reinterpret_cast<const unsigned char*>(&frame), sizeof frame);
-  packed.reserve(packed.size() + sizeof frame + profile.head.size() + profile.key_prefix.size() + profile.tail.size());
+  const std::size_t needed =
+      packed.size() + sizeof frame + profile.head.size() + profile.key_prefix.size() + profile.tail.size();
+  // Exactly for the first, which is nearly always the only one; ever more at once for thousands.
+  if (needed > packed.capacity()) packed.reserve(std::max(needed, 2 * packed.capacity()));
   for (const Octets part : {framed, profile.head, profile.key_prefix, profile.tail}) {
     packed.insert(packed.end(), part.begin(), part.end());
   }
