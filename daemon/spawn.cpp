@@ -48,8 +48,8 @@ pid_t spawn_as_daemon(const ChildPlan& plan) {
   return pid;
 }
 
-// Runs in the forked child: system calls alone, as other threads of the daemon may have held any lock. Returns when
-// the program could not be run.
+// Runs in the child: system calls alone, as other threads of the daemon may have held any lock, and the memory may be
+// the daemon's own: none of it is changed. Returns when the program could not be run.
 void become(const ChildPlan& plan) {
   setpgid(0, 0);
   struct sigaction standard{};
@@ -89,6 +89,7 @@ pid_t fork_and_become(const ChildPlan& plan) {
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   // vfork copies nothing of a large daemon, but a child that shares its memory must not be another user's.
+  // NOLINTNEXTLINE(clang-analyzer-unix.Vfork,clang-analyzer-security.insecureAPI.vfork,bugprone-unsafe-functions)
   const pid_t pid = plan.user() ? ::fork() : ::vfork();
   const int fork_error = errno;
   if (pid == 0) {
