@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "tests/support/wait.h"
@@ -49,8 +50,9 @@ GiopClient::GiopClient(const std::string& host, int port, const Options& options
   const bool good = m_fd >= 0 && (options.from.empty() || bind(m_fd, as_any(from), sizeof from) == 0) &&
                     connect(m_fd, as_any(to), sizeof to) == 0;
   if (!good) {
+    const std::string why = std::system_category().message(errno);
     if (m_fd >= 0) close(m_fd);
-    throw std::runtime_error("cannot connect to " + host + ":" + std::to_string(port));
+    throw std::runtime_error("cannot connect to " + host + ":" + std::to_string(port) + ": " + why);
   }
   const int on = 1;
   setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
