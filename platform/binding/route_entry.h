@@ -32,7 +32,7 @@ class RouteEntry {
   // Needs no memory, so that it always succeeds.
   void stop_forwarding() { m_profiles_size = 0; }
 
-  // Asks for what is most probably all of it, if it is wanted soon.
+  // Asks for the beginning of it, as it is wanted soon.
   void prefetch() const {
     constexpr int LINE = 64;
     constexpr int LINES = 3;

@@ -79,9 +79,12 @@ IOREndpointImpl* IOREndpointImpl::of_addresses(const std::vector<Address>& addre
 IOREndpointImpl* IOREndpointImpl::extended(Octets remaining_key) const {
   std::vector<unsigned char> longer;
   profiles().for_each([&](Profile profile) {
-    std::vector<unsigned char> key(profile.key_prefix.begin(), profile.key_prefix.end());
-    key.insert(key.end(), remaining_key.begin(), remaining_key.end());
-    if (profile.keyed) profile.key_prefix = key;
+    std::vector<unsigned char> key;
+    if (profile.keyed) {
+      key.assign(profile.key_prefix.begin(), profile.key_prefix.end());
+      key.insert(key.end(), remaining_key.begin(), remaining_key.end());
+      profile.key_prefix = key;
+    }
     ProfileList::append(longer, profile);
   });
   return new IOREndpointImpl(std::move(longer));

@@ -1,8 +1,14 @@
 // Requests that the front door forwards by itself, without their interceptor.
 #include "tests/unit/platform/binding/front_door_test.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <charconv>
+#include <functional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -159,48 +165,66 @@ TEST_F(FrontDoorForwarding, AnswersRequestsThatArriveTogetherWhereverTheirProfil
   EXPECT_EQ(m_asked, 0);
 }
 
+// Of the endpoint that the answer leads to; 0: to none.
+int number_of(const std::string& answer) {
+  if (answer == "no forward") return 0;
+  int number = 0;
+  const auto end = std::from_chars(answer.data(), answer.data() + answer.size(), number).ptr;
+  if (number < 1 || !std::string_view(end, answer.data() + answer.size()).starts_with('/')) {
+    throw std::runtime_error("not to be expected: " + answer);
+  }
+  return number;
+}
+
 // Endpoints are numbered. Whoever asks once a forward has been taken back must not be led there any more, in whichever
 // way it was taken back.
 TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
   bind_and_start();
   std::atomic<int> taken_back{0};
   std::atomic<int> late{0};
-  std::atomic<int> found{0}, forwards{0};  // by asking the routes, and by sending requests
-  std::atomic<bool> stop{false};
-  const auto ask = [&](std::atomic<int>& count, const auto& question) {
-    while (!stop) {
-      const int before = taken_back;
-      const int number = question();
-      if (number == 0) continue;
-      if (number <= before) ++late;
-      ++count;
-    }
+  struct Asker {
+    std::function<std::string()> question;
+    std::atomic<int> asked{0}, led{0};
   };
   const Octets key = octets(endpoint + "object");
   const auto ask_routes = [&] {
-    int number = 0;
+    std::string answer = "no forward";
     manager->with_forward(key, [&](const QZ_IOR::ProfileList& profiles, auto) {
       const auto prefix = profiles.first_keyed()->key_prefix;
-      number = std::stoi(std::string(prefix.begin(), prefix.end()));
+      answer.assign(prefix.begin(), prefix.end());
     });
-    return number;
+    return answer;
   };
-  std::vector<std::thread> askers;
-  for (int i = 0; i < 2; ++i) askers.emplace_back([&] { ask(found, ask_routes); });
-  askers.emplace_back([&] {
-    Client client(port());
-    ask(forwards, [&] {
-      const std::string answer = forwarded(client, endpoint + "object");
-      return answer == "no forward" ? 0 : std::stoi(answer);
+  Client client(port());
+  std::array<Asker, 3> askers{{{ask_routes}, {ask_routes}, {[&] { return forwarded(client, endpoint + "object"); }}}};
+  const auto ask = [&](const std::stop_token& stop, Asker& asker) {
+    try {
+      while (!stop.stop_requested()) {
+        const int before = taken_back;
+        const int number = number_of(asker.question());
+        if (number > 0) ++asker.led;
+        if (number > 0 && number <= before) ++late;
+        ++asker.asked;
+      }
+    } catch (const std::exception& unexpected) {
+      ADD_FAILURE() << unexpected.what();
+    }
+  };
+  // Two more questions of each: of these, the second surely begins after the call.
+  const auto each_more = [&](std::atomic<int> Asker::* count, int more) {
+    std::array<int, 3> wanted{};
+    for (std::size_t i = 0; i < askers.size(); ++i) wanted[i] = askers[i].*count + more;
+    return eventually([&] {
+      return std::ranges::equal(askers, wanted, [&](const Asker& a, int least) { return a.*count >= least; });
     });
-  });
+  };
+  std::vector<std::jthread> threads;
+  for (Asker& asker : askers) threads.emplace_back(ask, std::ref(asker));
 
   for (int number = 1; number <= 1000; ++number) {
+    const bool wait = number % 25 == 0;  // in turn for each way to take back
     forward_to(std::to_string(number) + "/");
-    if (number % 50 == 0) {
-      const int before[] = {found, forwards};
-      EXPECT_TRUE(eventually([&] { return found > before[0] && forwards > before[1]; })) << "nobody was led there";
-    }
+    ASSERT_TRUE(!wait || each_more(&Asker::led, 1)) << "somebody was not led there";
     if (number % 3 == 0) {
       m_binding->forward_to(QZ_IOR::IOREndpoint::_nil());
     } else if (number % 3 == 1) {
@@ -210,9 +234,9 @@ TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
       forward_to(std::to_string(number + 1) + "/");
     }
     taken_back = number;
+    ASSERT_TRUE(!wait || each_more(&Asker::asked, 2)) << "somebody asks no more";
   }
-  stop = true;
-  for (auto& asker : askers) asker.join();
+  threads.clear();
   EXPECT_EQ(late, 0);
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 using QZ_Binding::PrefixRoutes;
 using QZ_Binding::Route;
+using QZ_IOR::IOREndpointImpl;
 
 std::shared_ptr<const Route> route(const std::string& prefix) {
   QZ_Binding::ServerRequestInterceptor_var interceptor = new FunctionInterceptor([](const Pending&) {});
@@ -23,6 +24,25 @@ std::string found(const PrefixRoutes& routes, const std::string& key) {
   const Octets bytes = octets(key);
   const auto result = routes.find(bytes);
   return result ? result->prefix() : "none";
+}
+
+void forward(PrefixRoutes& routes, const std::shared_ptr<const Route>& route, const std::string& key_prefix) {
+  IOREndpointImpl* endpoint = IOREndpointImpl::of_addresses({{"server.example", 4711}}, octets(key_prefix));
+  const QZ_IOR::IOREndpoint_var owner = endpoint;
+  routes.set_forward(route, endpoint);
+}
+
+// The object key in the reference that requests are forwarded to.
+std::string forwarded(const PrefixRoutes& routes, const std::string& key) {
+  std::string result = "nowhere";
+  const Octets bytes = octets(key);
+  const bool told = routes.with_forward(bytes, [&](const QZ_IOR::ProfileList& profiles, PrefixRoutes::Octets rest) {
+    const auto prefix = profiles.first_keyed()->key_prefix;
+    result.assign(prefix.begin(), prefix.end());
+    result.append(rest.begin(), rest.end());
+  });
+  EXPECT_EQ(told, result != "nowhere");
+  return result;
 }
 
 TEST(PrefixRoutes, LongestPrefixWins) {
@@ -80,6 +100,62 @@ TEST(PrefixRoutes, PrefixIsTakenOnce) {
   routes.remove(*first);
   EXPECT_EQ(found(routes, key_of({"QP", "domain"})), "none");
   EXPECT_TRUE(routes.add(second));
+}
+
+TEST(PrefixRoutes, ForwardsKeysThatAreLongerThanThePrefix) {
+  PrefixRoutes routes;
+  const auto endpoint = route(key_of({"QP", "domain", "a"}));
+  ASSERT_TRUE(routes.add(endpoint));
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "nowhere");
+  forward(routes, endpoint, "one/");
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "one/x");
+  EXPECT_EQ(forwarded(routes, endpoint->prefix()), "nowhere");
+  EXPECT_EQ(forwarded(routes, ""), "nowhere");
+  forward(routes, endpoint, "two/");
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "two/x");
+  EXPECT_EQ(found(routes, endpoint->prefix() + "x"), endpoint->prefix());
+  routes.set_forward(endpoint, nullptr);
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "nowhere");
+  forward(routes, endpoint, "three/");
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "three/x");
+}
+
+TEST(PrefixRoutes, ForwardOfAShorterPrefixIsNotThatOfALongerOne) {
+  PrefixRoutes routes;
+  const auto domain = route(key_of({"QP", "domain"}));
+  const auto endpoint = route(key_of({"QP", "domain", "a"}));
+  ASSERT_TRUE(routes.add(domain));
+  ASSERT_TRUE(routes.add(endpoint));
+  forward(routes, domain, "domain/");
+  EXPECT_EQ(forwarded(routes, domain->prefix() + "x"), "domain/x");
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "nowhere");
+  forward(routes, endpoint, "endpoint/");
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "endpoint/x");
+  routes.remove(*endpoint);
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"),
+            "domain/" + endpoint->prefix().substr(domain->prefix().size()) + "x");
+}
+
+TEST(PrefixRoutes, ForwardIsLeftAloneByRoutesThatHaveThePrefixNoMore) {
+  PrefixRoutes routes;
+  const auto first = route(key_of({"QP", "domain", "a"}));
+  const auto second = route(first->prefix());
+  const std::string key = first->prefix() + "x";
+  ASSERT_TRUE(routes.add(first));
+  forward(routes, first, "first/");
+  routes.remove(*first);
+  forward(routes, first, "late/");
+  EXPECT_EQ(forwarded(routes, key), "nowhere");
+  EXPECT_EQ(found(routes, key), "none");
+  ASSERT_TRUE(routes.add(second));
+  EXPECT_EQ(forwarded(routes, key), "nowhere");
+  forward(routes, first, "late/");
+  EXPECT_EQ(forwarded(routes, key), "nowhere");
+  forward(routes, second, "second/");
+  forward(routes, first, "late/");
+  EXPECT_EQ(forwarded(routes, key), "second/x");
+  routes.set_forward(first, nullptr);
+  EXPECT_EQ(forwarded(routes, key), "second/x");
 }
 
 TEST(PrefixRoutes, RefusesWhatIsNotWholeSegments) {

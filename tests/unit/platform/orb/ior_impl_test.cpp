@@ -108,6 +108,20 @@ TEST(IORImpl, writes_the_octets_that_it_was_read_from) {
   }
 }
 
+// As many as fit into the largest messages must not take long.
+TEST(IORImpl, takes_time_in_proportion_to_its_profiles) {
+  std::vector<TaggedProfile> profiles(200'000, {0x51510002, {}});
+  profiles.push_back({0, iiop_body("server.example", "key")});
+  const Octets octets = ior_octets(NATIVE_LITTLE, "IDL:A:1.0", profiles);
+  const QZ_IOR::IOR_var ior = parsed(octets);
+  EXPECT_EQ(octets_of(impl(ior)), octets);
+
+  profiles.back().body = iiop_body("server.example", "key and more");
+  const QZ_IOR::IOR_var longer = split(ior)->make_ior(sequence_of(" and more"), "IDL:A:1.0");
+  const QZ_IOR::IOR_var split_again = split(longer)->make_ior({}, "IDL:A:1.0");
+  EXPECT_EQ(octets_of(impl(split_again)), ior_octets(NATIVE_LITTLE, "IDL:A:1.0", profiles));
+}
+
 TEST(IORImpl, can_be_read_in_one_byte_order_and_written_in_the_other) {
   const QZ_IOR::IOR_var ior = parsed(ior_octets(false, "IDL:A:1.0", many_profiles("key")), false);
   EXPECT_EQ(octets_of(impl(ior), true), ior_octets(true, "IDL:A:1.0", many_profiles("key")));
