@@ -1,6 +1,7 @@
 // Registrations that the store does not take.
 #include <gmock/gmock.h>
 
+#include "tests/support/disk_waits.h"
 #include "tests/unit/poa_locator/active_endpoint_test.h"
 #include "tests/unit/poa_locator/imr_store_fault.h"
 
@@ -8,7 +9,10 @@ namespace {
 
 using testing::IsEmpty;
 
-class RegistrationFailureTest : public ActiveEndpointTest {};
+class RegistrationFailureTest : public ActiveEndpointTest {
+ protected:
+  CORBA::ULong stored_number() { return registry().find(*id_of(m_bank)).creation_seq_nbr(); }
+};
 
 TEST_F(RegistrationFailureTest, AFailureAfterTheEndpointWasMadeDestroysItAgain) {
   start();
@@ -68,6 +72,36 @@ TEST_F(RegistrationFailureTest, ARepositoryThatCannotCountLeavesAnEndpointThatWa
   EXPECT_EQ(add(m_bank, "orb", state), 1u);
   EXPECT_EQ(request->wait().kind, Outcome::FORWARD);
   EXPECT_TRUE(find(m_bank).same_as(endpoint));
+}
+
+TEST_F(RegistrationFailureTest, ADiskThatFailsAtTheEndLeavesAnEndpointThatWasThereBefore) {
+  start();
+  add({"Shop"}, "orb");  // the first commits may have more to wait for
+  const ActiveEndpoint endpoint = idle_endpoint(m_bank);
+  const auto request = send_to(m_bank);
+  const auto state = make_state();
+  fail_next_disk_wait();
+  EXPECT_EQ(minor_of<CORBA::OBJECT_NOT_EXIST>([&] { add(m_bank, "orb", state); }), 0x515A0C05u);
+  EXPECT_TRUE(find(m_bank).same_as(endpoint));
+  EXPECT_FALSE(endpoint.is_dynamic_state_set());
+  EXPECT_FALSE(request->answered());
+  EXPECT_EQ(stored_number(), 0u);
+  EXPECT_EQ(add(m_bank, "orb", state), 1u);
+  EXPECT_EQ(request->wait().kind, Outcome::FORWARD);
+  EXPECT_TRUE(find(m_bank).same_as(endpoint));
+}
+
+TEST_F(RegistrationFailureTest, ADiskThatFailsAtTheEndLeavesNoNewEndpoint) {
+  start();
+  add({"Shop"}, "orb");
+  const auto state = make_state();
+  fail_next_disk_wait();
+  EXPECT_EQ(minor_of<CORBA::OBJECT_NOT_EXIST>([&] { add(m_bank, "orb", state); }), 0x515A0C05u);
+  EXPECT_TRUE(find(m_bank).is_null());
+  EXPECT_EQ(stored_endpoints(), 1u);
+  EXPECT_EQ(stored_number(), 0u);
+  EXPECT_EQ(add(m_bank, "orb", state), 1u);
+  EXPECT_EQ(send_to(m_bank)->outcome().kind, Outcome::FORWARD);
 }
 
 }  // namespace
