@@ -1,4 +1,5 @@
-# What a user gets with cmake --install: the daemon, the library that a server links, and the IDL for any ORB's compiler.
+# What a user gets with cmake --install: the daemon, the library that a server links, and the IDL for any ORB's
+# compiler.
 include(GNUInstallDirs)
 set_target_properties(poalocd PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 set_target_properties(qz_poa_location_loc PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -4,8 +4,8 @@ set(POALOCATOR_COMMON_HEADERS
     <omniORB4/CORBA.h> <algorithm> <atomic> <chrono> <condition_variable> <functional> <map> <memory> <mutex> <optional>
     <span> <string> <string_view> <thread> <unordered_map> <utility> <vector>)
 
-# The command line and the tests are not optimised under a sanitizer: there the optimiser takes most of the time of their
-# build, for headers that are code themselves, and no time of theirs matters. What they test is optimised.
+# The command line and the tests are not optimised under a sanitizer: there the optimiser takes most of the time of
+# their build, for headers that are code themselves, and no time of theirs matters. What they test is optimised.
 set(POALOCATOR_BUILT_QUICKLY)
 if(POALOCATOR_SANITIZER AND NOT POALOCATOR_FUZZER)
   set(POALOCATOR_BUILT_QUICKLY -O0)

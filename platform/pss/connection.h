@@ -27,7 +27,8 @@ class Connection {
   void execute_once(const std::string& text);
 
   // Takes the database's write lock; waits for other processes up to timeout. The log holds commits in their order, so
-  // that a durable one makes all before it durable as well, whichever connections made them.
+  // that a durable one makes all before it durable as well, whichever connections made them, provided that it changes
+  // something: one that does not writes nothing and waits for nothing.
   void begin(std::chrono::milliseconds timeout, bool durable);
   void commit();
   // Leaves the connection marked as broken when the engine cannot.

@@ -14,7 +14,8 @@
 namespace QZ_PSS {
 
 // When what a commit has written outlives a loss of power: once it returns, or once a later commit does that is
-// durable. The first costs a wait for the disk; the second is for what is of no use without that later commit.
+// durable. The first costs a wait for the disk; the second is for what is of no use without that later commit. Who
+// joins a transaction gets what was asked for when it began: no AT_ONCE may join a WITH_NEXT.
 enum class Durable { AT_ONCE, WITH_NEXT };
 
 // Begins a transaction if the calling thread has none; unless committed, one that it began is rolled back at the end of

@@ -11,7 +11,7 @@
 class TransactionResource {
  public:
   virtual ~TransactionResource() = default;
-  // Durable when it returns. Has rolled back when it raises.
+  // Durable when it returns, if the transaction is to be (Transaction::durable). Has rolled back when it raises.
   virtual void commit() = 0;
   virtual void rollback() noexcept = 0;
 };

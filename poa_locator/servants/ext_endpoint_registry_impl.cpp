@@ -107,26 +107,26 @@ CORBA::Object_ptr ExternalEndpointRegistryImpl::add_locked(const Registration& r
 
   ActiveEndpoint endpoint = m_active_endpoint_registry.create(m_locator, registration.id, registration.orb_name);
   const bool created = !endpoint.same_as(present);
-  bool undo = created;
   try {
     const QZ_IOR::IOR_var ior = m_locator.impl_binding_manager_nc()->object_to_ior(registration.prototype);
     CORBA::Object_var locator_reference = locator_reference_of(registration.id);
     endpoint.set_dynamic_state(registration.dynamic_state, ior, [&] {
-      undo = true;  // nobody could ever register it without its entry
       Endpoint entry(m_locator.impl_poa_imr().impl_endpoint_registry(), registration.id);
       creation_seq_nbr = entry.creation_seq_nbr() + 1;
       entry.creation_seq_nbr(creation_seq_nbr);
-      undo = created;
     });
     return locator_reference._retn();
   } catch (const CORBA::OBJECT_NOT_EXIST& ex) {
-    // Without its mirror an endpoint can never be registered, so those who wait for it would wait for ever.
     if (endpoint.has_ended()) return CORBA::Object::_nil();
-    if (undo || (ex.minor() == MINOR_NO_MIRROR && endpoint.has_lost_mirror())) endpoint.destroy();
+    // Without its mirror or its entry it can never be registered, so those who wait for it would wait for ever.
+    const auto is_lost = [&] {
+      return ex.minor() == MINOR_NO_MIRROR ? endpoint.has_lost_mirror() : endpoint.endpoint().is_null();
+    };
+    if (created || is_lost()) endpoint.destroy();
     throw;
   } catch (...) {
     if (endpoint.has_ended()) return CORBA::Object::_nil();
-    if (undo) endpoint.destroy();
+    if (created) endpoint.destroy();
     throw;
   }
 }

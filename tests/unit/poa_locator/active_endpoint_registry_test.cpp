@@ -118,30 +118,6 @@ TEST_F(ActiveEndpointRegistryTest, ARequestForAPoaThatNothingCanStartWritesNothi
   EXPECT_EQ(send_to({"Startable"})->outcome().exception, "PERSIST_STORE");
 }
 
-TEST_F(ActiveEndpointRegistryTest, ARecordThatCannotBeRestoredEndsTheStartAndStaysStored) {
-  start();
-  add(m_bank, "orb");
-  add({"Shop"}, "orb");
-  stop();
-  start_host();
-  // Somebody else has the key prefix of one of them.
-  class Nobody : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORBA::RefCountedLocalObject {
-   public:
-    char* name() override { return CORBA::string_dup("nobody"); }
-    QZ_Binding::ServerRequestInterceptor_ptr next_interceptor() override { return nullptr; }
-    void invoke(QZ_Binding::ServerRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
-    void locate(QZ_Binding::ServerLocateRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
-  };
-  const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
-  const QZ_Binding::ServerBinding_var taken =
-      host().binding_manager().register_interceptor(*id_of({"Shop"}), nobody, QZ_Binding::DISPATCH_WORKER);
-  EXPECT_THROW(start_core(), CORBA::BAD_INV_ORDER);
-  taken->destroy();
-  start_core();
-  EXPECT_TRUE(find(m_bank).is_dynamic_state_set());
-  EXPECT_TRUE(find({"Shop"}).is_dynamic_state_set());
-}
-
 TEST_F(ActiveEndpointRegistryTest, AnUnknownPoaLeavesTheTableAsItIs) {
   start();
   EXPECT_THROW(endpoints().create(core(), *id_of(m_bank)), CORBA::OBJECT_NOT_EXIST);

@@ -1,4 +1,5 @@
-// While it lives, the store refuses every insertion, change and deletion. Done from outside, through its file.
+// While it lives, the store refuses every insertion, change and deletion, in all tables or in those whose names are
+// like the pattern. Done from outside, through its file.
 #pragma once
 
 #include <soci/soci.h>
@@ -10,10 +11,12 @@
 class StoreFault {
  public:
   // The store may be in the midst of a write of its own.
-  explicit StoreFault(const std::string& file) : m_session(soci::sqlite3, "db=" + file + " timeout=30") {
+  explicit StoreFault(const std::string& file, const std::string& like = "%")
+      : m_session(soci::sqlite3, "db=" + file + " timeout=30") {
     std::vector<std::string> tables;
     soci::rowset<std::string> rows = (m_session.prepare << "select name from sqlite_master where type = 'table' and "
-                                                           "name not like 'sqlite_%'");
+                                                           "name not like 'sqlite_%' and name like :pattern",
+                                      soci::use(like));
     for (const std::string& table : rows) tables.push_back(table);
     for (const std::string& table : tables) {
       for (const char* event : {"insert", "update", "delete"}) {

@@ -10,14 +10,12 @@
 #include "platform/orb/ior_impl.h"
 #include "tests/support/disk_waits.h"
 #include "tests/unit/poa_locator/active_fixture.h"
-#include "tests/unit/poa_locator/imr_store_fault.h"
 
 namespace {
 
 using QZ_POA_PersistentServer::EndpointDynamicState;
 using ServerRegistry = QZ_POA_PersistentServer::EndpointRegistry;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 class EndpointRegistrationTest : public ActiveFixture {
@@ -229,49 +227,6 @@ TEST_F(EndpointRegistrationTest, IdsThatNameNoPoaOfThisDomainAreRefused) {
 TEST_F(EndpointRegistrationTest, AnEmptyOrbNameIsRefused) {
   start();
   expect_bad_param(0x515A0C06, [&] { add(m_bank, ""); });
-}
-
-TEST_F(EndpointRegistrationTest, AFailureAfterTheEndpointWasMadeDestroysItAgain) {
-  start();
-  add_entry(m_bank, "orb");
-  const auto state = make_state();
-  {
-    const StoreFault fault(store_file());
-    EXPECT_THROW(add(m_bank, "orb", state), CORBA::SystemException);
-  }
-  EXPECT_THAT(log().events(4), IsEmpty());
-  EXPECT_TRUE(find(m_bank).is_null());
-  EXPECT_TRUE(find_orb("orb").is_null());
-  EXPECT_STREQ(CORBA::String_var(interceptor_of(key_of(m_bank))->name()), "POALocation");
-  EXPECT_EQ(add(m_bank, "orb"), 1u);
-}
-
-TEST_F(EndpointRegistrationTest, AFailureLeavesAnEndpointThatWasThereBefore) {
-  configure_living_process("process", {"orb"});
-  start();
-  add_entry(m_bank, "orb");
-  const auto request = send_to(m_bank);
-  const auto state = make_state();
-  {
-    const StoreFault fault(store_file());
-    EXPECT_THROW(add(m_bank, "orb", state), CORBA::SystemException);
-  }
-  EXPECT_FALSE(find(m_bank).is_null());
-  EXPECT_FALSE(request->answered());
-  add(m_bank, "orb", state);
-  EXPECT_EQ(request->wait().kind, Outcome::FORWARD);
-}
-
-TEST_F(EndpointRegistrationTest, NobodyIsForwardedToARegistrationThatCannotBeCounted) {
-  configure_living_process("process", {"orb"});
-  start();
-  add_entry(m_bank, "orb");
-  const auto request = send_to(m_bank);
-  registry().find(*id_of(m_bank)).destroy();
-  EXPECT_THROW(add(m_bank, "orb"), CORBA::OBJECT_NOT_EXIST);
-  EXPECT_EQ(request->wait().kind, Outcome::EXCEPTION);
-  EXPECT_TRUE(find(m_bank).is_null());
-  EXPECT_EQ(stored_endpoints(), 0u);
 }
 
 TEST_F(EndpointRegistrationTest, WithdrawingEndsTheEndpoint) {
