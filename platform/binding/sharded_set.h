@@ -19,7 +19,7 @@ namespace QZ_Binding {
 //
 // Entry::key() is a std::string_view that stays the same. It is best kept in the entry's own piece of memory: of many
 // entries, each of which is asked for seldom, a look-up then waits for memory twice, for the table and for the entry.
-// Entry::prefetch() asks for the rest of that memory.
+// Entry::prefetch() asks for more of that memory before it is needed.
 template <class Entry>
 class ShardedSet {
  public:

@@ -253,17 +253,6 @@ TEST(IorConversion, refuses_objects_of_this_process_alone) {
   EXPECT_THROW(QZ_IOR::from_object(ior.in()), CORBA::MARSHAL);
 }
 
-// Whoever may register a reference may send one of any size: its time must not grow faster than its size.
-TEST(IORImpl, of_very_many_profiles_is_read_at_once) {
-  constexpr std::size_t EMPTY_PROFILES = 400'000;
-  std::vector<TaggedProfile> profiles(EMPTY_PROFILES, {0x51510002, {}});
-  profiles.push_back({QZ_IOR::TAG_INTERNET_IOP, iiop_body("server.example", "key")});
-  const Octets octets = ior_octets(NATIVE_LITTLE, "IDL:A:1.0", profiles);
-  const QZ_IOR::IOR_var ior = IORImpl::from_octets(octets, NATIVE_LITTLE);
-  EXPECT_EQ(impl(ior).endpoint().profiles().size(), EMPTY_PROFILES + 1);
-  EXPECT_EQ(octets_of(impl(ior)), octets);
-}
-
 TEST(IOREndpointImpl, of_addresses_has_them_all_and_the_key_prefix) {
   const Octets prefix = octets_of("prefix");
   QZ_IOR::IOREndpoint_var endpoint =
