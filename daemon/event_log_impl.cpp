@@ -18,7 +18,8 @@ namespace {
 constexpr auto URGENT = spdlog::level::warn;
 constexpr auto NOT_URGENT = spdlog::level::info;
 
-constexpr std::size_t PAGE = 4096;  // of the C library's file; beyond it, it writes out wherever a line is
+// What a file of the C library keeps at least before it writes out by itself, also in the midst of a line.
+constexpr std::size_t PAGE = 4096;
 
 }  // namespace
 
@@ -74,12 +75,12 @@ void EventLogImpl::log_event(const char* subsystem, QZ_Logging::EventId id, QZ_L
 void EventLogImpl::write(const Event& event) {
   const std::string line = m_settings.json ? json_line(event) : text_line(event);
   const QZ_MutexLock lock(m_writing);
-  const bool waits = m_gathering && event.priority < QZ_Logging::WARNING;
   const std::size_t size = line.size() + 1;
-  if (m_gathering && m_gathered + size > PAGE) flush_locked();
-  m_gathered += size;
+  const bool waits = m_gathering && event.priority < QZ_Logging::WARNING && size <= PAGE;
+  if (m_gathered + size > PAGE) flush_locked();
   const auto before = m_failures.load();
   logger()->log(event.time, spdlog::source_loc(), waits ? NOT_URGENT : URGENT, line);
+  m_gathered = waits ? m_gathered + size : 0;
   if (!waits && before == m_failures.load()) m_failing = false;
 }
 
@@ -95,6 +96,7 @@ void EventLogImpl::flush() {
 }
 
 void EventLogImpl::flush_locked() {
+  if (m_gathered == 0) return;
   m_gathered = 0;
   logger()->flush();
 }

@@ -33,19 +33,19 @@ bool can_be_activated(POALocatorImpl& locator, const CORBA::OctetSeq& id) {
   return !orb_name.empty() && locator.impl_poa_active_orb_registry().can_activate(orb_name.c_str());
 }
 
-constexpr std::size_t BATCH_SIZE = 1000;
+constexpr std::size_t READ_AHEAD = ActiveEndpointRegistry::READ_AHEAD;
 
 struct Batch {
   QZ_Vector<RestoredEndpoint> endpoints;
   std::exception_ptr failure;  // of the one after them
 };
 
-// The next ones, fewer than BATCH_SIZE only at the end or before a failure.
+// The next ones, fewer than READ_AHEAD only at the end or before a failure.
 Batch read_batch(QZ_PSS::ResultSet& rows) {
   Batch batch;
-  batch.endpoints.reserve(BATCH_SIZE);
+  batch.endpoints.reserve(READ_AHEAD);
   try {
-    while (batch.endpoints.size() < BATCH_SIZE && rows.next())
+    while (batch.endpoints.size() < READ_AHEAD && rows.next())
       batch.endpoints.emplace_back(ActiveEndpointDataRef::from_row(rows).deref());
   } catch (...) {
     batch.failure = std::current_exception();
@@ -166,7 +166,7 @@ void ActiveEndpointRegistry::load() {
   std::future<Batch> reading = std::async(std::launch::async, read_batch, std::ref(*rows));
   for (bool more = true; more;) {
     Batch batch = reading.get();
-    more = batch.endpoints.size() == BATCH_SIZE && !batch.failure;
+    more = batch.endpoints.size() == READ_AHEAD && !batch.failure;
     if (more) reading = std::async(std::launch::async, read_batch, std::ref(*rows));
     for (RestoredEndpoint& restored : batch.endpoints) {
       const ActiveEndpoint endpoint(m_locator, std::move(restored));

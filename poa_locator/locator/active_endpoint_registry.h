@@ -13,6 +13,9 @@ class POALocatorImpl;
 
 class ActiveEndpointRegistry {
  public:
+  // The records that load reads at a time, while those before them are restored.
+  static constexpr unsigned READ_AHEAD = 1000;
+
   // Reads "plugins:locator:active_endpoint_home_type_id" and makes that home known to the store.
   explicit ActiveEndpointRegistry(POALocatorImpl& locator);
   // Cuts every endpoint left off from its requests; the mirrors stay for the next start.

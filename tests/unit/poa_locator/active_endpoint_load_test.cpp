@@ -12,8 +12,8 @@ using QZ_PoaLocatorStore::ActiveEndpointHome;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-constexpr unsigned LOADED = 31;        // the event
-constexpr unsigned READ_AHEAD = 1000;  // at a time
+constexpr unsigned LOADED = 31;  // the event
+constexpr unsigned READ_AHEAD = ActiveEndpointRegistry::READ_AHEAD;
 
 // Takes the key prefix of an endpoint, and answers nobody.
 class Nobody : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORBA::RefCountedLocalObject {
@@ -39,7 +39,7 @@ class ActiveEndpointLoadTest : public ActiveFixture {
   }
   // Overwrites the state in the record that was stored last.
   void overwrite_last_state(const std::string& value) {
-    soci::session session(soci::sqlite3, store_file());
+    soci::session session(soci::sqlite3, "db=" + store_file() + " timeout=30");
     std::string table;
     session << "select name from sqlite_master where type = 'table' and name like '%activeendpointdata'",
         soci::into(table);

@@ -211,9 +211,9 @@ TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
     }
   };
   // Two more questions of each: of these, the second surely begins after the call.
-  const auto each_more = [&](std::atomic<int> Asker::* count, int more) {
+  const auto each_twice_more = [&](std::atomic<int> Asker::* count) {
     std::array<int, 3> wanted{};
-    for (std::size_t i = 0; i < askers.size(); ++i) wanted[i] = askers[i].*count + more;
+    for (std::size_t i = 0; i < askers.size(); ++i) wanted[i] = askers[i].*count + 2;
     return eventually([&] {
       return std::ranges::equal(askers, wanted, [&](const Asker& a, int least) { return a.*count >= least; });
     });
@@ -224,7 +224,7 @@ TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
   for (int number = 1; number <= 1000; ++number) {
     const bool wait = number % 25 == 0;  // in turn for each way to take back
     forward_to(std::to_string(number) + "/");
-    ASSERT_TRUE(!wait || each_more(&Asker::led, 1)) << "somebody was not led there";
+    ASSERT_TRUE(!wait || each_twice_more(&Asker::led)) << "somebody was not led there";
     if (number % 3 == 0) {
       m_binding->forward_to(QZ_IOR::IOREndpoint::_nil());
     } else if (number % 3 == 1) {
@@ -234,7 +234,7 @@ TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
       forward_to(std::to_string(number + 1) + "/");
     }
     taken_back = number;
-    ASSERT_TRUE(!wait || each_more(&Asker::asked, 2)) << "somebody asks no more";
+    ASSERT_TRUE(!wait || each_twice_more(&Asker::asked)) << "somebody asks no more";
   }
   threads.clear();
   EXPECT_EQ(late, 0);

@@ -108,6 +108,17 @@ TEST(IORImpl, writes_the_octets_that_it_was_read_from) {
   }
 }
 
+TEST(ProfileList, grows_by_ever_more_at_once) {
+  Octets packed;
+  std::size_t growths = 0;
+  for (int i = 0; i < 10'000; ++i) {
+    const std::size_t before = packed.capacity();
+    QZ_IOR::ProfileList::append(packed, {0x51510002, false, false, {}, {}, {}});
+    if (packed.capacity() != before) ++growths;
+  }
+  EXPECT_LT(growths, 50u);
+}
+
 // As many as fit into the largest messages must not take long.
 TEST(IORImpl, takes_time_in_proportion_to_its_profiles) {
   std::vector<TaggedProfile> profiles(200'000, {0x51510002, {}});
