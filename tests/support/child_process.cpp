@@ -1,5 +1,6 @@
 #include "tests/support/child_process.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -103,6 +104,13 @@ bool ChildProcess::running() {
 
 void ChildProcess::signal(int number) const {
   if (!m_status) ::kill(m_pid, number);
+}
+
+void ChildProcess::stop() const {
+  signal(SIGSTOP);
+  siginfo_t info{};
+  while (waitid(P_PID, static_cast<id_t>(m_pid), &info, WSTOPPED | WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+  }
 }
 
 void ChildProcess::kill9() {

@@ -34,6 +34,8 @@ class ChildProcess {
   pid_t pid() const { return m_pid; }
   bool running();
   void signal(int number) const;
+  // Until SIGCONT. Returns when all its threads have stopped: who only sends SIGSTOP may see it at work for a while.
+  void stop() const;
   void kill9();
 
   // Exit code, or minus the number of the signal that ended it; empty when it still runs after the limit (stretched).

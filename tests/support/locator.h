@@ -44,6 +44,10 @@ class Locator {
   int wait_for_exit();
   void kill9();
 
+  // Does nothing any more until it is resumed.
+  void stop() { m_process->stop(); }
+  void resume() { m_process->signal(18); }
+
   pid_t pid() const { return m_process->pid(); }
   bool running() { return m_process && m_process->running(); }
 

@@ -268,12 +268,12 @@ TEST_F(RepositoryTest, ExportThatIsEndedLeavesNothingBehind) {
   };
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     // The locator is stopped as soon as the export is under way.
-    kill(m_locator.pid(), SIGSTOP);
+    m_locator.stop();
     const auto spec = command({"export", file});
     support::ChildProcess exporter(spec);
     ASSERT_TRUE(support::wait_until([&] { return files() == 2; }));
     exporter.signal(signal);
-    kill(m_locator.pid(), SIGCONT);
+    m_locator.resume();
     EXPECT_EQ(exporter.wait(), FAILED);
     EXPECT_THAT(support::read_file(spec.stderr_path), HasSubstr("poaloc: The export was cancelled, and no file"));
     EXPECT_EQ(files(), 1);

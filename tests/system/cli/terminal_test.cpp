@@ -1,8 +1,6 @@
 // poaloc at a terminal: it asks before it removes, shows how far it is, and can be stopped.
 #include "tests/system/cli/terminal.h"
 
-#include <signal.h>
-
 #include "tests/system/cli/cli_test.h"
 
 namespace {
@@ -188,7 +186,7 @@ TEST_F(TerminalTest, ChangesMayTakeLongUnlessALimitIsGiven) {
   auto patient = at_terminal({"poa", "remove", "Bank"});
   auto hasty = at_terminal({"poa", "remove", "Shop", "--timeout", "3"});
   ASSERT_TRUE(patient->shows("[y/N]") && hasty->shows("[y/N]"));
-  kill(m_locator.pid(), SIGSTOP);
+  m_locator.stop();
   const auto end = std::chrono::steady_clock::now() + USUAL_LIMIT + std::chrono::seconds(1);
   patient->type("y\n");
   hasty->type("y\n");
@@ -197,7 +195,7 @@ TEST_F(TerminalTest, ChangesMayTakeLongUnlessALimitIsGiven) {
               HasSubstr("did not answer within 3s and may still be at it: look whether it is done, or leave out "
                         "--timeout."));
   support::wait_until([&] { return std::chrono::steady_clock::now() > end; }, USUAL_LIMIT * 2);
-  kill(m_locator.pid(), SIGCONT);
+  m_locator.resume();
   EXPECT_EQ(patient->wait(), SUCCESS);
   EXPECT_THAT(patient->screen(), HasSubstr("POA Bank removed."));
 }
