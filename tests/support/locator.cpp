@@ -34,6 +34,13 @@ int bind_datagram_socket(const std::string& path) {
   return fd;
 }
 
+void print_end(const std::vector<std::string>& lines) {
+  constexpr std::size_t MOST = 200;
+  const std::size_t first = lines.size() > MOST ? lines.size() - MOST : 0;
+  if (first > 0) std::cout << "(" << first << " lines before)\n";
+  for (std::size_t i = first; i < lines.size(); ++i) std::cout << lines[i] << "\n";
+}
+
 }  // namespace
 
 Locator::Locator(const TestDir& dir, int which)
@@ -55,9 +62,9 @@ Locator::~Locator() {
   end_orphans();
   if (m_notify_socket >= 0) close(m_notify_socket);
   if (!::testing::Test::HasFailure()) return;
-  std::cout << "---- event log of " << m_name << "\n"
-            << read_file(m_log.path()) << "---- standard error of " << m_name << "\n"
-            << standard_error() << "----" << std::endl;
+  std::cout << "---- end of the event log of " << m_name << "\n";
+  print_end(read_lines(m_log.path()));
+  std::cout << "---- standard error of " << m_name << "\n" << standard_error() << "----" << std::endl;
 }
 
 std::string Locator::standard_error() const {
