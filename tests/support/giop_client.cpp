@@ -45,6 +45,10 @@ GiopClient::GiopClient(const std::string& host, int port, const Options& options
   if (options.receive_buffer > 0) {
     setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &options.receive_buffer, sizeof options.receive_buffer);
   }
+  const int on = 1;
+  // The port is chosen by connect then, among all that are free towards this host: bind alone runs out of them when
+  // thousands of connections have just ended.
+  setsockopt(m_fd, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &on, sizeof on);
   const sockaddr_in from = socket_address(options.from.empty() ? "0.0.0.0" : options.from, 0);
   const sockaddr_in to = socket_address(host, port);
   const bool good = m_fd >= 0 && (options.from.empty() || bind(m_fd, as_any(from), sizeof from) == 0) &&
@@ -54,7 +58,6 @@ GiopClient::GiopClient(const std::string& host, int port, const Options& options
     if (m_fd >= 0) close(m_fd);
     throw std::runtime_error("cannot connect to " + host + ":" + std::to_string(port) + ": " + why);
   }
-  const int on = 1;
   setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
