@@ -15,15 +15,6 @@ using testing::SizeIs;
 constexpr unsigned LOADED = 31;  // the event
 constexpr unsigned READ_AHEAD = ActiveEndpointRegistry::READ_AHEAD;
 
-// Takes the key prefix of an endpoint, and answers nobody.
-class Nobody : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORBA::RefCountedLocalObject {
- public:
-  char* name() override { return CORBA::string_dup("nobody"); }
-  QZ_Binding::ServerRequestInterceptor_ptr next_interceptor() override { return nullptr; }
-  void invoke(QZ_Binding::ServerRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
-  void locate(QZ_Binding::ServerLocateRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
-};
-
 class ActiveEndpointLoadTest : public ActiveFixture {
  protected:
   static Names poa(unsigned number) { return {"Poa" + std::to_string(number)}; }
@@ -47,10 +38,6 @@ class ActiveEndpointLoadTest : public ActiveFixture {
                    "\")",
         soci::use(value);
   }
-  QZ_Binding::ServerBinding_var take_key_of(const Names& names) {
-    const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
-    return host().binding_manager().register_interceptor(*id_of(names), nobody, QZ_Binding::DISPATCH_WORKER);
-  }
 };
 
 TEST_F(ActiveEndpointLoadTest, RestoresAllRecordsHoweverManyThereAre) {
@@ -73,7 +60,7 @@ TEST_F(ActiveEndpointLoadTest, ARecordThatCannotBeRestoredEndsTheStartAndStaysSt
   add({"Shop"}, "orb");
   stop();
   start_host();
-  const QZ_Binding::ServerBinding_var taken = take_key_of({"Shop"});
+  const QZ_Binding::ServerBinding_var taken = take_key_prefix(*id_of({"Shop"}));
   EXPECT_THROW(start_core(), CORBA::BAD_INV_ORDER);
   taken->destroy();
   start_core();
@@ -86,7 +73,7 @@ TEST_F(ActiveEndpointLoadTest, ARecordThatCannotBeRestoredEndsTheStartAlsoWhileO
   store(0, READ_AHEAD + 1);
   stop();
   start_host();
-  const QZ_Binding::ServerBinding_var taken = take_key_of(poa(0));
+  const QZ_Binding::ServerBinding_var taken = take_key_prefix(*id_of(poa(0)));
   EXPECT_THROW(start_core(), CORBA::BAD_INV_ORDER);
   taken->destroy();
   start_core();

@@ -24,6 +24,14 @@ QZ_IOR::IOREndpoint_var address(const std::string& key_prefix) {
   return QZ_IOR::IOREndpointImpl::of_addresses({{support::own_address(), DEAD_PORT}}, prefix);
 }
 
+class Nobody : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORBA::RefCountedLocalObject {
+ public:
+  char* name() override { return CORBA::string_dup("nobody"); }
+  QZ_Binding::ServerRequestInterceptor_ptr next_interceptor() override { return nullptr; }
+  void invoke(QZ_Binding::ServerRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
+  void locate(QZ_Binding::ServerLocateRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
+};
+
 }  // namespace
 
 void TestActivator::activate(const QZ_POA_PersistentServer::EndpointIdList& ids) {
@@ -162,6 +170,11 @@ QZ_Binding::ServerRequestInterceptor_var ActiveFixture::interceptor_of(const std
   const auto route = host().binding_manager().find_route(view);
   return route ? QZ_Binding::ServerRequestInterceptor::_duplicate(route->enter())
                : QZ_Binding::ServerRequestInterceptor::_nil();
+}
+
+QZ_Binding::ServerBinding_var ActiveFixture::take_key_prefix(const CORBA::OctetSeq& prefix) {
+  const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
+  return host().binding_manager().register_interceptor(prefix, nobody, QZ_Binding::DISPATCH_WORKER);
 }
 
 std::shared_ptr<FakeRequest> ActiveFixture::send(const std::string& key, FakeRequest::Kind kind) {

@@ -81,6 +81,8 @@ class ActiveFixture : public PluginFixture {
   // The interceptor that the front door would call; nil when there is none. Requests live until the test ends, because
   // the plug-in may answer them any time until then.
   QZ_Binding::ServerRequestInterceptor_var interceptor_of(const std::string& key);
+  // From now on the prefix belongs to somebody else, called "nobody", who answers no request.
+  QZ_Binding::ServerBinding_var take_key_prefix(const CORBA::OctetSeq& prefix);
   std::shared_ptr<FakeRequest> send(const std::string& key, FakeRequest::Kind kind = FakeRequest::REQUEST);
   std::shared_ptr<FakeRequest> send_to(const Names& names, const std::string& object = "object",
                                        FakeRequest::Kind kind = FakeRequest::REQUEST) {

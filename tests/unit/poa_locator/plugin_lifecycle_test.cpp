@@ -179,17 +179,8 @@ TEST_F(PluginTest, AFailureAtTheEndOfTheStartUndoesWhatWasDone) {
   start_host();
   // The domain's prefix is taken, which is the last thing that the core asks for.
   const std::string key = key_of({"Bank"}, "");
-  class Nobody : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORBA::RefCountedLocalObject {
-   public:
-    char* name() override { return CORBA::string_dup("nobody"); }
-    QZ_Binding::ServerRequestInterceptor_ptr next_interceptor() override { return nullptr; }
-    void invoke(QZ_Binding::ServerRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
-    void locate(QZ_Binding::ServerLocateRequestData_ptr, QZ_Binding::ServerRequestCallback_ptr) override {}
-  };
-  const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
   const std::string prefix = key.substr(0, 4 + 2 + 4 + std::string(DOMAIN_NAME).size());
-  const QZ_Binding::ServerBinding_var taken =
-      host().binding_manager().register_interceptor(octet_seq(prefix), nobody, QZ_Binding::DISPATCH_WORKER);
+  const QZ_Binding::ServerBinding_var taken = take_key_prefix(octet_seq(prefix));
   EXPECT_THROW(initialize(), CORBA::BAD_INV_ORDER);
   EXPECT_STREQ(CORBA::String_var(interceptor_of(key)->name()), "nobody");
   const QZ_LocatorInternal::ActiveORBRegistry_var table = host().locator().active_orb_registry();
