@@ -266,15 +266,15 @@ TEST_F(FrontDoorLimits, IdleConnectionIsClosedWithCloseConnection) {
 }
 
 TEST_F(FrontDoorLimits, ConnectionThatWaitsForAnAnswerIsNotIdle) {
-  config.idle_time = 50ms;
-  config.message_time = 50ms;
+  config.idle_time = 300ms;
+  config.message_time = 300ms;
   Parking parking;
   auto binding = bound(*manager, endpoint, DISPATCH_INLINE, [&](const Pending& p) { parking.add(p); });
   start();
   Client client(port());
   ASSERT_TRUE(client.send(asked()));
   auto pending = parking.take(1);
-  EXPECT_TRUE(client.silent(300ms));
+  EXPECT_TRUE(client.silent(900ms));
   for (const Pending& p : pending) p.forward(target);
   const auto reply = client.receive();
   ASSERT_TRUE(reply);

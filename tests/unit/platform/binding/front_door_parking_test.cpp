@@ -23,14 +23,14 @@ class FrontDoorParking : public FrontDoorTest {
 };
 
 TEST_F(FrontDoorParking, RequestWaitsAsLongAsItTakesUnlessTheTimeIsLimited) {
-  config.idle_time = config.message_time = 50ms;
+  config.idle_time = config.message_time = 300ms;
   auto binding = park_all();
   start();
   Client client(port());
   ASSERT_TRUE(client.send(asked(1)));
   const auto pending = parking.take(1);
   ASSERT_EQ(pending.size(), 1u);
-  EXPECT_TRUE(client.silent(300ms));
+  EXPECT_TRUE(client.silent(900ms));
   EXPECT_FALSE(pending[0].callback->abandoned());
   pending[0].forward(target);
   EXPECT_EQ(client.receive()->status(), 3u);
