@@ -30,6 +30,8 @@ class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::Ref
   // Takes what ProfileList::append has put together.
   explicit IOREndpointImpl(std::vector<unsigned char> profiles) : m_profiles(std::move(profiles)) {}
 
+  // Null for nil. BAD_PARAM for an endpoint that is not of this process's making.
+  static const IOREndpointImpl* of(QZ_IOR::IOREndpoint_ptr endpoint);
   // One IIOP 1.2 profile of the first address; the others become alternate addresses of it. BAD_PARAM when there is no
   // address. Code sets are declared, so that clients may send wide characters: requests here are only forwarded.
   static IOREndpointImpl* of_addresses(const std::vector<Address>& addresses, Octets key_prefix);

@@ -136,9 +136,7 @@ void ActiveEndpoint::create_mirror(const QZ_String& orb_name) {
 void ActiveEndpoint::install_interceptor() {
   QZ_Binding::ServerRequestInterceptor_var interceptor = new EndpointInterceptor(m_rep->locator, *this);
   QZ_MutexLock lock(m_rep->mutex);
-  m_rep->server_binding = m_rep->locator.impl_binding_manager_nc()->register_interceptor(m_rep->id, interceptor,
-                                                                                         QZ_Binding::DISPATCH_INLINE);
-  m_rep->requests.bind(m_rep->server_binding);
+  m_rep->server_binding = m_rep->requests.bind(m_rep->locator.impl_binding_manager_nc(), m_rep->id, interceptor);
 }
 
 void ActiveEndpoint::undo_construction(bool with_mirror) noexcept {

@@ -49,7 +49,8 @@ class ActiveEndpointLoadTest : public ActiveFixture {
   }
   QZ_Binding::ServerBinding_var take_key_of(const Names& names) {
     const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
-    return host().binding_manager().register_interceptor(*id_of(names), nobody, QZ_Binding::DISPATCH_WORKER);
+    return host().binding_manager().register_interceptor(*id_of(names), nobody, QZ_Binding::DISPATCH_WORKER,
+                                                         QZ_IOR::IOREndpoint::_nil());
   }
 };
 

@@ -188,8 +188,8 @@ TEST_F(PluginTest, AFailureAtTheEndOfTheStartUndoesWhatWasDone) {
   };
   const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
   const std::string prefix = key.substr(0, 4 + 2 + 4 + std::string(DOMAIN_NAME).size());
-  const QZ_Binding::ServerBinding_var taken =
-      host().binding_manager().register_interceptor(octet_seq(prefix), nobody, QZ_Binding::DISPATCH_WORKER);
+  const QZ_Binding::ServerBinding_var taken = host().binding_manager().register_interceptor(
+      octet_seq(prefix), nobody, QZ_Binding::DISPATCH_WORKER, QZ_IOR::IOREndpoint::_nil());
   EXPECT_THROW(initialize(), CORBA::BAD_INV_ORDER);
   EXPECT_STREQ(CORBA::String_var(interceptor_of(key)->name()), "nobody");
   const QZ_LocatorInternal::ActiveORBRegistry_var table = host().locator().active_orb_registry();
