@@ -23,7 +23,7 @@ struct Address {
 std::string to_text(const Address& address);
 
 // Immutable; safe from any thread.
-class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
+class IOREndpointImpl final : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
  public:
   using Octets = std::span<const unsigned char>;
 
@@ -46,10 +46,9 @@ class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::Ref
   // profiles(), as octets to be kept elsewhere.
   Octets packed_profiles() const { return m_profiles; }
 
- protected:
+ private:
   ~IOREndpointImpl() override = default;
 
- private:
   const std::vector<unsigned char> m_profiles;
 };
 
