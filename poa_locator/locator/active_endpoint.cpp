@@ -97,9 +97,7 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
   }
 }
 
-ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, RestoredEndpoint restored)
-    : m_rep(new ActiveEndpointRep(locator, restored.id)) {
-  m_rep->requests.publish(std::move(restored.dynamic_state), restored.ior_endpoint);
+ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, RestoredEndpoint restored) : m_rep(std::move(restored.body)) {
   try {
     if (!restored.orb_name.empty()) join_orb(restored.orb_name, false);
     install_interceptor();
@@ -165,6 +163,11 @@ bool ActiveEndpoint::is_null() const {
 
 bool ActiveEndpoint::same_as(const ActiveEndpoint& other) const {
   return m_rep.operator->() == other.m_rep.operator->();
+}
+
+void ActiveEndpoint::prefetch() const {
+  __builtin_prefetch(m_rep.operator->());
+  __builtin_prefetch(&m_rep->requests);
 }
 
 const CORBA::OctetSeq& ActiveEndpoint::id() const {
