@@ -14,12 +14,12 @@ namespace poalocd {
 
 namespace {
 
-// Levels are used for this alone: whether a line is flushed.
-constexpr auto URGENT = spdlog::level::warn;
-constexpr auto NOT_URGENT = spdlog::level::info;
-
-// What a file of the C library keeps at least before it writes out by itself, also in the midst of a line.
+// So much a file of the C library writes at once, and not in two pieces, of which the first ends in the midst of a
+// line.
 constexpr std::size_t PAGE = 4096;
+
+// Of every record. Of what an event's line says itself the logger knows nothing.
+constexpr auto LEVEL = spdlog::level::info;
 
 }  // namespace
 
@@ -40,7 +40,7 @@ std::shared_ptr<spdlog::logger> EventLogImpl::make_logger() {
   }
   auto logger = std::make_shared<spdlog::logger>("events", sink);
   logger->set_pattern("%v");
-  logger->flush_on(URGENT);
+  logger->flush_on(LEVEL);
   logger->set_error_handler([this](const std::string& why) { failed(why); });
   return logger;
 }
@@ -77,11 +77,17 @@ void EventLogImpl::write(const Event& event) {
   const QZ_MutexLock lock(m_writing);
   const std::size_t size = line.size() + 1;
   const bool waits = m_gathering && event.priority < QZ_Logging::WARNING && size <= PAGE;
-  if (m_gathered + size > PAGE) flush_locked();
+  if (!waits || m_gathered.size() + size > PAGE) flush_locked();
+  if (waits)
+    m_gathered.append(line).append("\n");
+  else
+    write_lines(line);
+}
+
+void EventLogImpl::write_lines(std::string_view lines) {
   const auto before = m_failures.load();
-  logger()->log(event.time, spdlog::source_loc(), waits ? NOT_URGENT : URGENT, line);
-  m_gathered = waits ? m_gathered + size : 0;
-  if (!waits && before == m_failures.load()) m_failing = false;
+  logger()->log(LEVEL, lines);
+  if (before == m_failures.load()) m_failing = false;
 }
 
 void EventLogImpl::gather(bool on) {
@@ -96,9 +102,10 @@ void EventLogImpl::flush() {
 }
 
 void EventLogImpl::flush_locked() {
-  if (m_gathered == 0) return;
-  m_gathered = 0;
-  logger()->flush();
+  if (m_gathered.empty()) return;
+  m_gathered.pop_back();
+  write_lines(m_gathered);
+  m_gathered.clear();
 }
 
 std::shared_ptr<spdlog::logger> EventLogImpl::logger() {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <qz_logging.hh>
 #include <string>
+#include <string_view>
 
 #include "daemon/event_format.h"
 #include "daemon/event_ring.h"
@@ -53,6 +53,8 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   std::shared_ptr<spdlog::logger> make_logger();
   std::shared_ptr<spdlog::logger> logger();
   void write(const Event& event) EXCLUDES(m_writing);
+  // Without the newline of the last one.
+  void write_lines(std::string_view lines) REQUIRES(m_writing);
   void flush_locked() REQUIRES(m_writing);
   void failed(const std::string& why);
 
@@ -64,7 +66,7 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   std::atomic<bool> m_failing{false};
   QZ_Mutex m_writing;  // before m_mutex
   bool m_gathering GUARDED_BY(m_writing) = false;
-  std::size_t m_gathered GUARDED_BY(m_writing) = 0;  // octets that wait
+  std::string m_gathered GUARDED_BY(m_writing);  // lines that wait, each with its newline
 };
 
 }  // namespace poalocd

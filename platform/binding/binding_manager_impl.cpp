@@ -58,12 +58,14 @@ void BindingManagerImpl::segment_at(const CORBA::OctetSeq& key, CORBA::ULong pos
 }
 
 ServerBinding_ptr BindingManagerImpl::register_interceptor(const CORBA::OctetSeq& prefix,
-                                                           ServerRequestInterceptor_ptr who, Dispatch where) {
+                                                           ServerRequestInterceptor_ptr who, Dispatch where,
+                                                           QZ_IOR::IOREndpoint_ptr forward) {
   if (CORBA::is_nil(who)) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
+  const auto* const endpoint = QZ_IOR::IOREndpointImpl::of(forward);
   const auto octets = octets_of(prefix);
   const auto route = std::make_shared<Route>(std::string(octets.begin(), octets.end()), who, where);
   try {
-    if (!m_routes->add(route)) throw CORBA::BAD_INV_ORDER(0, CORBA::COMPLETED_NO);
+    if (!m_routes->add(route, endpoint)) throw CORBA::BAD_INV_ORDER(0, CORBA::COMPLETED_NO);
   } catch (const std::invalid_argument&) {
     throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
   }

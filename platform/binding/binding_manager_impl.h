@@ -30,7 +30,7 @@ class BindingManagerImpl : public virtual QZ_Binding::BindingManager, public QZ_
                   CORBA::ULong& length) override;
   // BAD_PARAM when the prefix is not one or more whole segments, or more than PrefixRoutes::MAX_SEGMENTS.
   ServerBinding_ptr register_interceptor(const CORBA::OctetSeq& prefix, ServerRequestInterceptor_ptr who,
-                                         Dispatch where) override;
+                                         Dispatch where, QZ_IOR::IOREndpoint_ptr forward) override;
   QZ_IOR::IOR_ptr object_to_ior(CORBA::Object_ptr reference) override;
   CORBA::Object_ptr ior_to_object(QZ_IOR::IOR_ptr ior) override;
   EffectivePolicies_ptr effective_policies(const PolicyObjectList& policies) override;

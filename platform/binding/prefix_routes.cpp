@@ -15,6 +15,10 @@ bool is_of(const EntryPtr& entry, const Route& route) {
   return entry && entry->route().get() == &route;
 }
 
+EntryPtr make_entry(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* forward) {
+  return RouteEntry::make(route, forward ? forward->packed_profiles() : RouteEntry::Octets());
+}
+
 }  // namespace
 
 std::size_t PrefixRoutes::find_segments(Octets key, SegmentEnds& ends) {
@@ -36,9 +40,9 @@ std::size_t PrefixRoutes::segments_of(std::string_view prefix) {
   return count;
 }
 
-bool PrefixRoutes::add(const std::shared_ptr<const Route>& route) {
+bool PrefixRoutes::add(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* forward) {
   Table& table = table_of(*route);
-  EntryPtr entry = RouteEntry::make(route, {});
+  EntryPtr entry = make_entry(route, forward);
   const bool added = table.routes.write(route->prefix(), [&](EntryPtr& place) {
     if (place) return false;
     place = std::move(entry);
@@ -57,7 +61,7 @@ void PrefixRoutes::remove(const Route& route) {
 
 void PrefixRoutes::set_forward(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* endpoint) {
   // What is not wanted any more goes outside of the lock.
-  EntryPtr entry = endpoint ? RouteEntry::make(route, endpoint->packed_profiles()) : nullptr;
+  EntryPtr entry = endpoint ? make_entry(route, endpoint) : nullptr;
   table_of(*route).routes.write(route->prefix(), [&](EntryPtr& place) {
     const bool there = is_of(place, *route);
     if (there && entry) {

@@ -23,8 +23,9 @@ class PrefixRoutes {
   using Octets = std::span<const unsigned char>;
   static constexpr std::size_t MAX_SEGMENTS = 4;
 
-  // False when the prefix is taken already. std::invalid_argument when it is not 1 to MAX_SEGMENTS whole segments.
-  bool add(const std::shared_ptr<const Route>& route);
+  // forward: as for set_forward. False when the prefix is taken already. std::invalid_argument when it is not 1 to
+  // MAX_SEGMENTS whole segments.
+  bool add(const std::shared_ptr<const Route>& route, const QZ_IOR::IOREndpointImpl* forward = nullptr);
   // Does nothing when another route has the prefix by now, or none.
   void remove(const Route& route);
 

@@ -24,8 +24,7 @@ void ServerBindingImpl::destroy() {
 }
 
 void ServerBindingImpl::forward_to(QZ_IOR::IOREndpoint_ptr endpoint) {
-  auto* impl = dynamic_cast<QZ_IOR::IOREndpointImpl*>(endpoint);
-  if (!impl && !CORBA::is_nil(endpoint)) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
+  const auto* const impl = QZ_IOR::IOREndpointImpl::of(endpoint);
   QZ_MutexLock lock(m_mutex);
   if (m_route) m_routes->set_forward(m_route, impl);
 }

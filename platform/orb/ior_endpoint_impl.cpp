@@ -50,6 +50,12 @@ std::string to_text(const Address& address) {
   return (ipv6 ? "[" + address.host + "]" : address.host) + ":" + std::to_string(address.port);
 }
 
+const IOREndpointImpl* IOREndpointImpl::of(QZ_IOR::IOREndpoint_ptr endpoint) {
+  const auto* const impl = dynamic_cast<const IOREndpointImpl*>(endpoint);
+  if (!impl && !CORBA::is_nil(endpoint)) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
+  return impl;
+}
+
 IOREndpointImpl* IOREndpointImpl::of_addresses(const std::vector<Address>& addresses, Octets key_prefix) {
   if (addresses.empty()) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
 

@@ -23,13 +23,15 @@ struct Address {
 std::string to_text(const Address& address);
 
 // Immutable; safe from any thread.
-class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
+class IOREndpointImpl final : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
  public:
   using Octets = std::span<const unsigned char>;
 
   // Takes what ProfileList::append has put together.
   explicit IOREndpointImpl(std::vector<unsigned char> profiles) : m_profiles(std::move(profiles)) {}
 
+  // Null for nil. BAD_PARAM for an endpoint that is not of this process's making.
+  static const IOREndpointImpl* of(QZ_IOR::IOREndpoint_ptr endpoint);
   // One IIOP 1.2 profile of the first address; the others become alternate addresses of it. BAD_PARAM when there is no
   // address. Code sets are declared, so that clients may send wide characters: requests here are only forwarded.
   static IOREndpointImpl* of_addresses(const std::vector<Address>& addresses, Octets key_prefix);
@@ -44,10 +46,9 @@ class IOREndpointImpl : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::Ref
   // profiles(), as octets to be kept elsewhere.
   Octets packed_profiles() const { return m_profiles; }
 
- protected:
+ private:
   ~IOREndpointImpl() override = default;
 
- private:
   const std::vector<unsigned char> m_profiles;
 };
 

@@ -64,7 +64,8 @@ QZ_Binding::ServerBinding_ptr PoaLocInterceptor::impl_register() {
   m_binding_manager->append_segment(prefix, view(QZ_POA_PersistentServer::PERSISTENT_ENDPOINT_FORMAT, FORMAT_LENGTH));
   const CORBA::String_var domain = m_locator.impl_locator_nc()->domain_name();
   m_binding_manager->append_segment(prefix, view(domain, std::strlen(domain)));
-  return m_binding_manager->register_interceptor(prefix, this, QZ_Binding::DISPATCH_WORKER);
+  return m_binding_manager->register_interceptor(prefix, this, QZ_Binding::DISPATCH_WORKER,
+                                                 QZ_IOR::IOREndpoint::_nil());
 }
 
 void PoaLocInterceptor::impl_handle_request(RequestInfoBase& request) {

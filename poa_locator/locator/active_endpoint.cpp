@@ -97,9 +97,7 @@ ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, const CORBA::OctetSeq& i
   }
 }
 
-ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, RestoredEndpoint restored)
-    : m_rep(new ActiveEndpointRep(locator, restored.id)) {
-  m_rep->requests.publish(std::move(restored.dynamic_state), restored.ior_endpoint);
+ActiveEndpoint::ActiveEndpoint(POALocatorImpl& locator, RestoredEndpoint restored) : m_rep(std::move(restored.body)) {
   try {
     if (!restored.orb_name.empty()) join_orb(restored.orb_name, false);
     install_interceptor();
@@ -136,9 +134,7 @@ void ActiveEndpoint::create_mirror(const QZ_String& orb_name) {
 void ActiveEndpoint::install_interceptor() {
   QZ_Binding::ServerRequestInterceptor_var interceptor = new EndpointInterceptor(m_rep->locator, *this);
   QZ_MutexLock lock(m_rep->mutex);
-  m_rep->server_binding = m_rep->locator.impl_binding_manager_nc()->register_interceptor(m_rep->id, interceptor,
-                                                                                         QZ_Binding::DISPATCH_INLINE);
-  m_rep->requests.bind(m_rep->server_binding);
+  m_rep->server_binding = m_rep->requests.bind(m_rep->locator.impl_binding_manager_nc(), m_rep->id, interceptor);
 }
 
 void ActiveEndpoint::undo_construction(bool with_mirror) noexcept {
@@ -167,6 +163,11 @@ bool ActiveEndpoint::is_null() const {
 
 bool ActiveEndpoint::same_as(const ActiveEndpoint& other) const {
   return m_rep.operator->() == other.m_rep.operator->();
+}
+
+void ActiveEndpoint::prefetch() const {
+  __builtin_prefetch(m_rep.operator->());
+  __builtin_prefetch(&m_rep->requests);
 }
 
 const CORBA::OctetSeq& ActiveEndpoint::id() const {

@@ -41,12 +41,12 @@ struct Batch {
 };
 
 // The next ones, fewer than READ_AHEAD only at the end or before a failure.
-Batch read_batch(QZ_PSS::ResultSet& rows) {
+Batch read_batch(POALocatorImpl& locator, QZ_PSS::ResultSet& rows) {
   Batch batch;
   batch.endpoints.reserve(READ_AHEAD);
   try {
     while (batch.endpoints.size() < READ_AHEAD && rows.next())
-      batch.endpoints.emplace_back(ActiveEndpointDataRef::from_row(rows).deref());
+      batch.endpoints.emplace_back(locator, ActiveEndpointDataRef::from_row(rows).deref());
   } catch (...) {
     batch.failure = std::current_exception();
   }
@@ -163,11 +163,12 @@ void ActiveEndpointRegistry::load() {
   QZ_PSS::Statement statement(association.session());
   const auto rows = statement.execute(home_query(m_home_type_id));
   // Reading takes about as long as restoring, so it runs ahead by one batch. It has the association to itself.
-  std::future<Batch> reading = std::async(std::launch::async, read_batch, std::ref(*rows));
+  const auto read_on = [&] { return std::async(std::launch::async, read_batch, std::ref(m_locator), std::ref(*rows)); };
+  std::future<Batch> reading = read_on();
   for (bool more = true; more;) {
     Batch batch = reading.get();
     more = batch.endpoints.size() == READ_AHEAD && !batch.failure;
-    if (more) reading = std::async(std::launch::async, read_batch, std::ref(*rows));
+    if (more) reading = read_on();
     for (RestoredEndpoint& restored : batch.endpoints) {
       const ActiveEndpoint endpoint(m_locator, std::move(restored));
       QZ_MutexLock lock(m_mutex);
@@ -182,9 +183,13 @@ void ActiveEndpointRegistry::validate() {
   // A long table must not make the daemon look hung.
   const auto still_working = [supervisor] { supervisor->status(QZ_AppServices::STATUS_WORKING); };
   QZ_Vector<ActiveEndpoint> invalid;
-  for (ActiveEndpoint& endpoint : list()) {
+  const QZ_Vector<ActiveEndpoint> all = list();
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    // The table's order is not that in which they lie in memory.
+    constexpr std::size_t AHEAD = 8;
+    if (i + AHEAD < all.size()) all[i + AHEAD].prefetch();
     still_working();
-    if (!endpoint.validate()) invalid.push_back(endpoint);
+    if (!all[i].validate()) invalid.push_back(all[i]);
   }
   for (ActiveEndpoint& endpoint : invalid) {
     still_working();

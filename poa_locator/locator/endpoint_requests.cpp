@@ -43,16 +43,21 @@ void EndpointRequests::handle(RequestInfoBase& request, const CORBA::OctetSeq& i
   request.set_forward_ior(ior);
 }
 
-void EndpointRequests::bind(QZ_Binding::ServerBinding_ptr binding) {
+QZ_Binding::ServerBinding_ptr EndpointRequests::bind(QZ_Binding::BindingManager_ptr manager, const CORBA::OctetSeq& id,
+                                                     QZ_Binding::ServerRequestInterceptor_ptr interceptor) {
   QZ_MutexLock lock(m_mutex);
-  if (m_end) return;
-  m_binding = QZ_Binding::ServerBinding::_duplicate(binding);
-  tell_binding();
+  QZ_Binding::ServerBinding_var binding =
+      manager->register_interceptor(id, interceptor, QZ_Binding::DISPATCH_INLINE, forward());
+  if (!m_end) m_binding = binding;
+  return binding._retn();
+}
+
+QZ_IOR::IOREndpoint_ptr EndpointRequests::forward() const {
+  return m_dynamic_state.is_nil() ? QZ_IOR::IOREndpoint::_nil() : m_ior_endpoint.in();
 }
 
 void EndpointRequests::tell_binding() {
-  if (CORBA::is_nil(m_binding)) return;
-  m_binding->forward_to(m_dynamic_state.is_nil() ? QZ_IOR::IOREndpoint::_nil() : m_ior_endpoint.in());
+  if (!CORBA::is_nil(m_binding)) m_binding->forward_to(forward());
 }
 
 EndpointRequests::Pending EndpointRequests::publish(QZ_CORBA::PackedReference dynamic_state,

@@ -26,9 +26,11 @@ class EndpointRequests {
   // the POA runs and the key is not longer than that.
   void handle(RequestInfoBase& request, const CORBA::OctetSeq& id);
 
-  // The front door's binding of the endpoint: while the POA runs it forwards by itself, and only requests for which
-  // that is not enough come here. Duplicated; kept until the end.
-  void bind(QZ_Binding::ServerBinding_ptr binding);
+  // Takes the requests whose keys begin with id to the interceptor. While the POA runs the front door forwards by
+  // itself, and only requests for which that is not enough go there. The binding is the caller's. Raises what
+  // register_interceptor does.
+  QZ_Binding::ServerBinding_ptr bind(QZ_Binding::BindingManager_ptr manager, const CORBA::OctetSeq& id,
+                                     QZ_Binding::ServerRequestInterceptor_ptr interceptor);
 
   // The POA runs from now on; the endpoint is duplicated. Whoever has waited is the caller's to answer.
   // Nothing is changed when the endpoint has ended.
@@ -51,6 +53,8 @@ class EndpointRequests {
  private:
   static constexpr std::size_t SMALLEST_SWEEP = 64;
 
+  // Where the front door forwards requests by itself; nil: nowhere. Not duplicated.
+  QZ_IOR::IOREndpoint_ptr forward() const REQUIRES(m_mutex);
   // What the front door does with requests follows the state.
   void tell_binding() REQUIRES(m_mutex);
   static void fail(Pending& pending, const CORBA::SystemException& outcome);
@@ -63,6 +67,6 @@ class EndpointRequests {
   std::size_t m_sweep_size GUARDED_BY(m_mutex) = SMALLEST_SWEEP;
   QZ_CORBA::PackedReference m_dynamic_state GUARDED_BY(m_mutex);  // asked seldom, held for every POA
   QZ_IOR::IOREndpoint_var m_ior_endpoint GUARDED_BY(m_mutex);
-  QZ_Binding::ServerBinding_var m_binding GUARDED_BY(m_mutex);
+  QZ_Binding::ServerBinding_var m_binding GUARDED_BY(m_mutex);  // nil once the endpoint has ended
   std::unique_ptr<CORBA::Exception> m_end GUARDED_BY(m_mutex);  // null until the endpoint has ended
 };

@@ -27,7 +27,7 @@
 
 class POALocatorImpl;
 
-class POAActiveORBImpl : public virtual QZ_LocatorInternal::ReportingORB, public QZ_CORBA::RefCountedLocalObject {
+class POAActiveORBImpl final : public virtual QZ_LocatorInternal::ReportingORB, public QZ_CORBA::RefCountedLocalObject {
  public:
   // Nobody knows the record before impl_construct: POAActiveORBRegistry makes it and gives it its place.
 

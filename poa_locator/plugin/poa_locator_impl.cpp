@@ -54,6 +54,7 @@ POALocatorImpl::POALocatorImpl(QZ_AppServices::ServiceControlManager_ptr service
     : m_name("POALocator"),
       m_service_control_manager(QZ_AppServices::ServiceControlManager::_duplicate(service_control_manager)),
       m_locator(QZ_LocatorInternal::Locator::_duplicate(locator)),
+      m_orb(QZ_CORBA::orb_of(locator)),
       m_session_manager(QZ_PSS::SessionManager::_duplicate(session_manager)) {
   try {
     start(parent_poa);
@@ -133,7 +134,7 @@ char* POALocatorImpl::name() {
 }
 
 CORBA::ORB_ptr POALocatorImpl::_qz_get_orb() {
-  return QZ_CORBA::orb_of(m_locator);
+  return CORBA::ORB::_duplicate(m_orb);
 }
 
 void POALocatorImpl::impl_shutdown() {

@@ -99,6 +99,7 @@ class POALocatorImpl : public virtual QZ_LocatorInternal::OALocator, public QZ_C
   const QZ_String m_name;
   QZ_AppServices::ServiceControlManager_var m_service_control_manager;
   QZ_LocatorInternal::Locator_var m_locator;
+  const CORBA::ORB_var m_orb;  // the host locator's
   PortableServer::POA_var m_poa;
   QZ_Logging::EventLog_var m_event_log;
   QZ_Binding::BindingManager_var m_binding_manager;

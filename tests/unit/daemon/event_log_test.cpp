@@ -185,6 +185,28 @@ TEST_F(EventLogTest, GathersInformationUntilSomethingUrgentComes) {
   EXPECT_EQ(support::read_lines(m_file).size(), 4u);
 }
 
+TEST_F(EventLogTest, KeepsTheOrderOfGatheredLinesWhateverTheirLength) {
+  const auto log = make();
+  const std::string longer(10'000, 'x');  // than what is gathered at all
+  {
+    const GatheredEvents gathered(*log, NEVER);
+    for (const char* text : {"one", "two", longer.c_str(), "three"}) say(*log, QZ_Logging::INFORMATION, text);
+    EXPECT_EQ(support::read_lines(m_file).size(), 3u);
+  }
+  EXPECT_THAT(support::read_lines(m_file),
+              ElementsAre(HasSubstr(" one"), HasSubstr(" two"), HasSubstr(longer), HasSubstr(" three")));
+}
+
+TEST_F(EventLogTest, CountsAFailureWhenGatheredLinesCannotBeWritten) {
+  const Log log(new EventLogImpl({"/dev/full", false, QZ_Logging::INFORMATION}));
+  {
+    const GatheredEvents gathered(*log, NEVER);
+    EXPECT_NO_THROW(say(*log, QZ_Logging::INFORMATION, "lost"));
+    EXPECT_EQ(log->failures(), 0u);
+  }
+  EXPECT_GE(log->failures(), 1u);
+}
+
 TEST_F(EventLogTest, WritesWhatItHasGatheredAfterAWhile) {
   const auto log = make();
   const GatheredEvents gathered(*log, std::chrono::milliseconds(1));

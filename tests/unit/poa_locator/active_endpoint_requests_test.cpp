@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include "poa_locator/locator/endpoint_requests.h"
 #include "tests/unit/poa_locator/active_endpoint_test.h"
 
 namespace {
@@ -15,6 +16,39 @@ TEST_F(ActiveEndpointTest, KeepsRequestsWhileThePoaDoesNotRun) {
   const auto request = send_to(m_bank);
   EXPECT_FALSE(request->answered());
   EXPECT_EQ(endpoint.number_of_pending_requests(), 1u);
+}
+
+TEST_F(ActiveEndpointTest, TheFrontDoorForwardsByItselfWhileThePoaRuns) {
+  start();
+  ActiveEndpoint endpoint = idle_endpoint(m_bank);
+  EXPECT_FALSE(front_door_forwards(m_bank));
+  run(endpoint, m_bank);
+  EXPECT_TRUE(front_door_forwards(m_bank));
+  endpoint = ActiveEndpoint();
+  idle_endpoint({"Idle"});
+  stop();
+  start();
+  EXPECT_TRUE(front_door_forwards(m_bank));
+  EXPECT_FALSE(front_door_forwards({"Idle"}));
+  find(m_bank).clear_dynamic_state();
+  EXPECT_FALSE(front_door_forwards(m_bank));
+}
+
+TEST_F(ActiveEndpointTest, TheFrontDoorDoesNotForwardForOneThatEndsBeforeItTakesRequests) {
+  start();
+  const auto id = id_of(m_bank);
+  const QZ_Binding::ServerRequestInterceptor_var other = interceptor_of(key_of(m_bank));
+  const auto forwards = [&](bool ended) {
+    EndpointRequests requests;
+    CORBA::OctetSeq_var key;
+    const QZ_IOR::IOREndpoint_var address = ior_of(m_bank)->split(key.out());
+    requests.publish(QZ_CORBA::PackedReference(make_state()), address);
+    if (ended) requests.end(CORBA::TRANSIENT());
+    const QZ_Binding::ServerBinding_var binding = requests.bind(&host().binding_manager(), *id, other);
+    return front_door_forwards(m_bank);
+  };
+  EXPECT_TRUE(forwards(false));
+  EXPECT_FALSE(forwards(true));
 }
 
 TEST_F(ActiveEndpointTest, RequestsForWhichNobodyWaitsDoNotAddUp) {

@@ -141,8 +141,8 @@ TEST_F(ActiveEndpointTest, AnInterceptorThatCannotBeRegisteredEndsTheConstructio
   add_entry(m_bank, "orb");
   const auto id = id_of(m_bank);
   const QZ_Binding::ServerRequestInterceptor_var other = interceptor_of(key_of(m_bank));
-  const QZ_Binding::ServerBinding_var taken =
-      host().binding_manager().register_interceptor(*id, other, QZ_Binding::DISPATCH_WORKER);
+  const QZ_Binding::ServerBinding_var taken = host().binding_manager().register_interceptor(
+      *id, other, QZ_Binding::DISPATCH_WORKER, QZ_IOR::IOREndpoint::_nil());
   EXPECT_THROW(ActiveEndpoint(core(), *id), CORBA::BAD_INV_ORDER);
   ASSERT_THAT(log().events(64), SizeIs(1));
   EXPECT_EQ(log().events(64)[0].priority, 32u);

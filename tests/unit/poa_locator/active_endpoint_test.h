@@ -29,5 +29,11 @@ class ActiveEndpointTest : public ActiveFixture {
   ActiveEndpoint idle_endpoint(const Names& names, const char* orb_name = "orb") {
     return endpoints().create(core(), *id_of(names), orb_name);
   }
+  // Whether requests for the POA reach no interceptor.
+  bool front_door_forwards(const Names& names) {
+    const std::string key = key_of(names);
+    return host().binding_manager().with_forward({reinterpret_cast<const unsigned char*>(key.data()), key.size()},
+                                                 [](auto&&...) {});
+  }
   void run(ActiveEndpoint& endpoint, const Names& names) { endpoint.set_dynamic_state(make_state(), ior_of(names)); }
 };

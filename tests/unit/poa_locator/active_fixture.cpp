@@ -174,7 +174,8 @@ QZ_Binding::ServerRequestInterceptor_var ActiveFixture::interceptor_of(const std
 
 QZ_Binding::ServerBinding_var ActiveFixture::take_key_prefix(const CORBA::OctetSeq& prefix) {
   const QZ_Binding::ServerRequestInterceptor_var nobody = new Nobody;
-  return host().binding_manager().register_interceptor(prefix, nobody, QZ_Binding::DISPATCH_WORKER);
+  return host().binding_manager().register_interceptor(prefix, nobody, QZ_Binding::DISPATCH_WORKER,
+                                                       QZ_IOR::IOREndpoint::_nil());
 }
 
 std::shared_ptr<FakeRequest> ActiveFixture::send(const std::string& key, FakeRequest::Kind kind) {

@@ -58,7 +58,7 @@ class Bare : public virtual QZ_Binding::ServerRequestInterceptor, public QZ_CORB
 QZ_Binding::ServerBinding_var bind_bare(QZ_Binding::BindingManager& manager, const std::string& prefix,
                                         std::function<void()> function) {
   QZ_Binding::ServerRequestInterceptor_var interceptor = new Bare(std::move(function));
-  return manager.register_interceptor(octet_seq(prefix), interceptor, DISPATCH_INLINE);
+  return manager.register_interceptor(octet_seq(prefix), interceptor, DISPATCH_INLINE, QZ_IOR::IOREndpoint::_nil());
 }
 
 TEST_F(BindingManager, FramesSegmentsByFourOctetLengths) {
@@ -129,9 +129,9 @@ TEST_F(BindingManager, ReleasingTheBindingUnregisters) {
 
 TEST_F(BindingManager, RefusesPrefixesThatAreNoSegments) {
   EXPECT_THROW(bind_bare(*manager, "QP", [] {}), CORBA::BAD_PARAM);
-  EXPECT_THROW(
-      manager->register_interceptor(octet_seq(prefix), QZ_Binding::ServerRequestInterceptor::_nil(), DISPATCH_WORKER),
-      CORBA::BAD_PARAM);
+  EXPECT_THROW(manager->register_interceptor(octet_seq(prefix), QZ_Binding::ServerRequestInterceptor::_nil(),
+                                             DISPATCH_WORKER, QZ_IOR::IOREndpoint::_nil()),
+               CORBA::BAD_PARAM);
   EXPECT_EQ(Bare::alive, 0);
 }
 

@@ -36,20 +36,21 @@ std::string forward_key(const std::optional<Reply>& reply) {
 
 class FrontDoorForwarding : public FrontDoorTest {
  protected:
-  void bind() {
-    m_binding = bound(*manager, endpoint, DISPATCH_INLINE, [this](const Pending& pending) {
+  void bind(QZ_IOR::IOREndpoint_ptr forward = QZ_IOR::IOREndpoint::_nil()) {
+    const auto refuse = [this](const Pending& pending) {
       ++m_asked;
       pending.refuse(CORBA::TRANSIENT(1, CORBA::COMPLETED_NO));
-    });
+    };
+    m_binding = bound(*manager, endpoint, DISPATCH_INLINE, refuse, forward);
   }
   void bind_and_start() {
     bind();
     start();
   }
-  void forward_to(const std::string& key_prefix) {
-    QZ_IOR::IOREndpoint_var live = IOREndpointImpl::of_addresses({{"server.example", 4711}}, octets(key_prefix));
-    m_binding->forward_to(live);
+  static QZ_IOR::IOREndpoint_var live(const std::string& key_prefix) {
+    return IOREndpointImpl::of_addresses({{"server.example", 4711}}, octets(key_prefix));
   }
+  void forward_to(const std::string& key_prefix) { m_binding->forward_to(live(key_prefix)); }
   std::string forwarded(Client& client, const std::string& key, std::uint32_t id = 7) {
     Request asked;
     asked.id = id;
@@ -240,6 +241,17 @@ TEST_F(FrontDoorForwarding, LeadsNobodyToAnEndpointThatHasBeenTakenBack) {
   EXPECT_EQ(late, 0);
 }
 
+TEST_F(FrontDoorForwarding, MayForwardFromTheBeginning) {
+  bind(live("live/"));
+  start();
+  Client client(port());
+  EXPECT_EQ(forwarded(client, endpoint + "object"), "live/object");
+  EXPECT_EQ(m_asked, 0);
+  m_binding->forward_to(QZ_IOR::IOREndpoint::_nil());
+  EXPECT_EQ(forwarded(client, endpoint + "object", 8), "no forward");
+  EXPECT_EQ(m_asked, 1);
+}
+
 class ForeignEndpoint : public virtual QZ_IOR::IOREndpoint, public QZ_CORBA::RefCountedLocalObject {
  public:
   QZ_IOR::IOR_ptr make_ior(const CORBA::OctetSeq&, const char*) override { return QZ_IOR::IOR::_nil(); }
@@ -249,6 +261,9 @@ TEST_F(FrontDoorForwarding, RefusesAnEndpointThatIsNotOfItsMaking) {
   bind_and_start();
   QZ_IOR::IOREndpoint_var foreign = new ForeignEndpoint;
   EXPECT_THROW(m_binding->forward_to(foreign), CORBA::BAD_PARAM);
+  m_binding->destroy();
+  EXPECT_THROW(bind(foreign), CORBA::BAD_PARAM);
+  EXPECT_NO_THROW(bind()) << "the prefix is taken by what was refused";
 }
 
 }  // namespace

@@ -126,9 +126,10 @@ inline QZ_IOR::IOR_ptr ior_of(const std::string& key) {
 }
 
 inline QZ_Binding::ServerBinding_var bound(QZ_Binding::BindingManager& manager, const std::string& prefix,
-                                           QZ_Binding::Dispatch where, FunctionInterceptor::Function function) {
+                                           QZ_Binding::Dispatch where, FunctionInterceptor::Function function,
+                                           QZ_IOR::IOREndpoint_ptr forward = QZ_IOR::IOREndpoint::_nil()) {
   QZ_Binding::ServerRequestInterceptor_var interceptor = new FunctionInterceptor(std::move(function));
-  return manager.register_interceptor(octet_seq(prefix), interceptor, where);
+  return manager.register_interceptor(octet_seq(prefix), interceptor, where, forward);
 }
 
 }  // namespace test

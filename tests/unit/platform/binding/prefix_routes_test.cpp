@@ -120,6 +120,19 @@ TEST(PrefixRoutes, ForwardsKeysThatAreLongerThanThePrefix) {
   EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "three/x");
 }
 
+TEST(PrefixRoutes, MayForwardFromTheBeginning) {
+  PrefixRoutes routes;
+  const auto endpoint = route(key_of({"QP", "domain", "a"}));
+  IOREndpointImpl* const live = IOREndpointImpl::of_addresses({{"server.example", 4711}}, octets("live/"));
+  const QZ_IOR::IOREndpoint_var owner = live;
+  ASSERT_TRUE(routes.add(endpoint, live));
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "live/x");
+  EXPECT_FALSE(routes.add(route(endpoint->prefix()), nullptr));
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "live/x") << "a route that was refused has changed another's";
+  routes.set_forward(endpoint, nullptr);
+  EXPECT_EQ(forwarded(routes, endpoint->prefix() + "x"), "nowhere");
+}
+
 TEST(PrefixRoutes, ForwardOfAShorterPrefixIsNotThatOfALongerOne) {
   PrefixRoutes routes;
   const auto domain = route(key_of({"QP", "domain"}));
