@@ -1,6 +1,7 @@
 """Registers POAs at locators, and keeps stores with many of them."""
 
 import json
+import os
 import shutil
 import subprocess
 
@@ -45,4 +46,7 @@ class Registrations:
             locator.stop()
             self._stores[count] = original
         shutil.copyfile(self._stores[count], path)
+        # Else the first checkpoint of who uses it would wait for the disk to have all of the copy.
+        with open(path, "rb") as copy:
+            os.fsync(copy.fileno())
         return path
