@@ -92,7 +92,8 @@ void EventLogImpl::write_lines(std::string_view lines) {
 
 void EventLogImpl::gather(bool on) {
   const QZ_MutexLock lock(m_writing);
-  m_gathering = on;
+  // Whoever looks at standard error looks at it now, and it is not a file that is slow to write.
+  m_gathering = on && !m_settings.file.empty();
   flush_locked();
 }
 

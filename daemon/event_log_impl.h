@@ -36,7 +36,7 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   void reopen();
 
   // Whether lines of no urgency may wait until there is a page of them, or something urgent comes, or flush is called.
-  // Only whole lines are written. false: none waits any more. For GatheredEvents.
+  // Only whole lines are written. Lines on standard error never wait. false: none waits any more. For GatheredEvents.
   void gather(bool on) EXCLUDES(m_writing);
   void flush() EXCLUDES(m_writing);
 

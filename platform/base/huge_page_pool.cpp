@@ -1,5 +1,6 @@
 #include "platform/base/huge_page_pool.h"
 
+#include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -45,10 +46,14 @@ void HugePagePool::deallocate(void* memory, std::size_t size) {
 
 void* HugePagePool::take(std::size_t size) {
   QZ_MutexLock lock(m_mutex);
-  return m_pool.allocate(size, ALIGNMENT);
+  void* const memory = m_pool.allocate(size, ALIGNMENT);
+  ASAN_UNPOISON_MEMORY_REGION(memory, size);
+  return memory;
 }
 
 void HugePagePool::give_back(void* memory, std::size_t size) {
   QZ_MutexLock lock(m_mutex);
   m_pool.deallocate(memory, size, ALIGNMENT);
+  // So that AddressSanitizer finds who uses it still; the pool itself has its books elsewhere.
+  ASAN_POISON_MEMORY_REGION(memory, size);
 }

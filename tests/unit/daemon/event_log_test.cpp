@@ -197,6 +197,16 @@ TEST_F(EventLogTest, KeepsTheOrderOfGatheredLinesWhateverTheirLength) {
               ElementsAre(HasSubstr(" one"), HasSubstr(" two"), HasSubstr(longer), HasSubstr(" three")));
 }
 
+TEST_F(EventLogTest, GathersNothingOnStandardError) {
+  const auto killed = [] {
+    const Log log(new EventLogImpl({"", false, QZ_Logging::INFORMATION}));
+    const GatheredEvents gathered(*log, NEVER);
+    say(*log, QZ_Logging::INFORMATION, "seen at once");
+    ::raise(SIGKILL);
+  };
+  EXPECT_EXIT(killed(), testing::KilledBySignal(SIGKILL), "seen at once");
+}
+
 TEST_F(EventLogTest, CountsAFailureWhenGatheredLinesCannotBeWritten) {
   const Log log(new EventLogImpl({"/dev/full", false, QZ_Logging::INFORMATION}));
   {

@@ -100,6 +100,15 @@ TEST(HugePagePool, ThreadsHaveTheirOwnPieces) {
   for (std::thread& thread : threads) thread.join();
 }
 
+#if __has_feature(address_sanitizer)
+TEST(HugePagePool, UseOfWhatWasGivenBackIsFound) {
+  const Piece piece = make(300, 1);
+  give_back(piece);
+  EXPECT_DEATH(unspoilt(piece), "use-after-poison");
+  give_back(make(300, 2));  // whoever has it next may use it
+}
+#endif
+
 TEST(HugePagePool, LiesInHugePagesWhereTheSystemHasThem) {
   const Piece piece = make(300, 1);
   EXPECT_EQ(advised(piece.memory), std::filesystem::exists("/sys/kernel/mm/transparent_hugepage"));
