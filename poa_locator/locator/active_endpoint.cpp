@@ -165,11 +165,6 @@ bool ActiveEndpoint::same_as(const ActiveEndpoint& other) const {
   return m_rep.operator->() == other.m_rep.operator->();
 }
 
-void ActiveEndpoint::prefetch() const {
-  __builtin_prefetch(m_rep.operator->());
-  __builtin_prefetch(&m_rep->requests);
-}
-
 const CORBA::OctetSeq& ActiveEndpoint::id() const {
   return m_rep->id;
 }

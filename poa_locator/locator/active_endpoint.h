@@ -52,9 +52,6 @@ class ActiveEndpoint {
   // Whether both share one body.
   bool same_as(const ActiveEndpoint& other) const;
 
-  // Asks for the memory of it, as it is wanted soon.
-  void prefetch() const;
-
   // Lives as long as this handle or a copy of it.
   const CORBA::OctetSeq& id() const;
   // The last of its full name; empty for the root.

@@ -183,13 +183,9 @@ void ActiveEndpointRegistry::validate() {
   // A long table must not make the daemon look hung.
   const auto still_working = [supervisor] { supervisor->status(QZ_AppServices::STATUS_WORKING); };
   QZ_Vector<ActiveEndpoint> invalid;
-  const QZ_Vector<ActiveEndpoint> all = list();
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    // The table's order is not that in which they lie in memory.
-    constexpr std::size_t AHEAD = 8;
-    if (i + AHEAD < all.size()) all[i + AHEAD].prefetch();
+  for (ActiveEndpoint& endpoint : list()) {
     still_working();
-    if (!all[i].validate()) invalid.push_back(all[i]);
+    if (!endpoint.validate()) invalid.push_back(endpoint);
   }
   for (ActiveEndpoint& endpoint : invalid) {
     still_working();
