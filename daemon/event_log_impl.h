@@ -43,7 +43,7 @@ class EventLogImpl : public virtual QZ_Logging::EventLog, public QZ_CORBA::RefCo
   // What was logged lately.
   EventRing& ring() { return m_ring; }
 
-  // Events that could not be written.
+  // How often events could not be written: once for all that were gathered and lost together.
   std::uint64_t failures() const { return m_failures; }
 
  protected:

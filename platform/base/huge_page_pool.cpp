@@ -46,14 +46,14 @@ void HugePagePool::deallocate(void* memory, std::size_t size) {
 
 void* HugePagePool::take(std::size_t size) {
   QZ_MutexLock lock(m_mutex);
-  void* const memory = m_pool.allocate(size, ALIGNMENT);
+  void* const memory = m_pool.allocate(size + RED_ZONE, ALIGNMENT);
+  ASAN_POISON_MEMORY_REGION(memory, size + RED_ZONE);
   ASAN_UNPOISON_MEMORY_REGION(memory, size);
   return memory;
 }
 
 void HugePagePool::give_back(void* memory, std::size_t size) {
   QZ_MutexLock lock(m_mutex);
-  m_pool.deallocate(memory, size, ALIGNMENT);
-  // So that AddressSanitizer finds who uses it still; the pool itself has its books elsewhere.
-  ASAN_POISON_MEMORY_REGION(memory, size);
+  m_pool.deallocate(memory, size + RED_ZONE, ALIGNMENT);
+  ASAN_POISON_MEMORY_REGION(memory, size);  // the pool has its books elsewhere
 }

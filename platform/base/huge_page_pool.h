@@ -11,7 +11,7 @@
 // process. Larger things than LARGEST lie in common memory. Safe from any thread.
 class HugePagePool {
  public:
-  static constexpr std::size_t LARGEST = 2048;
+  static constexpr std::size_t LARGEST = 1024;
   static constexpr std::size_t ALIGNMENT = alignof(void*);  // the pool keeps no larger one for all sizes
 
   static void* allocate(std::size_t size);
@@ -34,8 +34,15 @@ class HugePagePool {
   void* take(std::size_t size) EXCLUDES(m_mutex);
   void give_back(void* memory, std::size_t size) EXCLUDES(m_mutex);
 
-  // At most 512 things at once from the chunks, so that little of a chunk is left over.
-  static constexpr std::pmr::pool_options OPTIONS{512, LARGEST};
+  // AddressSanitizer finds who uses things beyond their end, or once they were given back.
+#if __has_feature(address_sanitizer)
+  static constexpr std::size_t RED_ZONE = 16;
+#else
+  static constexpr std::size_t RED_ZONE = 0;
+#endif
+  // At most 256 things at once from the chunks: with more of the largest much of a chunk is left over, with fewer the
+  // pool has more lots to search for a free place.
+  static constexpr std::pmr::pool_options OPTIONS{256, LARGEST + RED_ZONE};
 
   QZ_Mutex m_mutex;
   Chunks m_chunks;  // used by the pool alone

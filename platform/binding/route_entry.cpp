@@ -8,7 +8,7 @@
 
 namespace QZ_Binding {
 
-RouteEntry::RouteEntry(std::shared_ptr<const Route> route, Octets profiles)
+RouteEntry::RouteEntry(std::shared_ptr<const Route> route, Octets profiles) noexcept
     : m_route(std::move(route)),
       m_key_size(static_cast<std::uint32_t>(m_route->prefix().size())),
       m_profiles_size(static_cast<std::uint32_t>(profiles.size())),

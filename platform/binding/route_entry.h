@@ -42,7 +42,7 @@ class RouteEntry {
   }
 
  private:
-  RouteEntry(std::shared_ptr<const Route> route, Octets profiles);
+  RouteEntry(std::shared_ptr<const Route> route, Octets profiles) noexcept;
 
   // Of all of it.
   std::size_t size() const { return sizeof(RouteEntry) + m_key_size + m_profiles_size; }

@@ -19,14 +19,19 @@ class ActiveEndpointLoadTest : public ActiveFixture {
  protected:
   static Names poa(unsigned number) { return {"Poa" + std::to_string(number)}; }
 
-  // Records of POAs that do not run, from one number to before the other.
-  void store(unsigned begin, unsigned end) {
+  // Records of POAs that do not run.
+  void store(const std::vector<CORBA::OctetSeq>& ids) {
     QZ_PSS::in_transaction(transactions(), session_manager(), [&](QZ_PSS::TxSessionAssociation& association) {
       auto* home = ActiveEndpointHome::_narrow(association.find_storage_home(endpoints().home_type_id()));
-      for (unsigned number = begin; number < end; ++number)
-        home->create(*id_of(poa(number)), "", QZ_POA_PersistentServer::EndpointDynamicState::_nil(),
-                     CORBA::Object::_nil());
+      for (const CORBA::OctetSeq& id : ids)
+        home->create(id, "", QZ_POA_PersistentServer::EndpointDynamicState::_nil(), CORBA::Object::_nil());
     });
+  }
+  // From one number to before the other.
+  void store(unsigned begin, unsigned end) {
+    std::vector<CORBA::OctetSeq> ids;
+    for (unsigned number = begin; number < end; ++number) ids.push_back(*id_of(poa(number)));
+    store(ids);
   }
   // Overwrites the state in the record that was stored last.
   void overwrite_last_state(const std::string& value) {
@@ -94,6 +99,18 @@ TEST_F(ActiveEndpointLoadTest, ARecordThatCannotBeReadEndsTheStartAfterThoseBefo
   overwrite_last_state("");
   start_core();
   EXPECT_EQ(endpoints().number_of_entries(), READ_AHEAD + 1);
+}
+
+TEST_F(ActiveEndpointLoadTest, ARecordOfNoPoaEndsTheStartAfterThoseBeforeIt) {
+  start();
+  store(0, 3);
+  store({octet_seq("no id")});
+  store(3, 6);
+  stop();
+  log().clear();
+  start_host();
+  EXPECT_THROW(start_core(), CORBA::INV_OBJREF);
+  EXPECT_THAT(log().events(LOADED), SizeIs(3));
 }
 
 }  // namespace

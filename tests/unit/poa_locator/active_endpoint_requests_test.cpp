@@ -29,6 +29,7 @@ TEST_F(ActiveEndpointTest, TheFrontDoorForwardsByItselfWhileThePoaRuns) {
   stop();
   start();
   EXPECT_TRUE(front_door_forwards(m_bank));
+  EXPECT_FALSE(find({"Idle"}).is_null());
   EXPECT_FALSE(front_door_forwards({"Idle"}));
   find(m_bank).clear_dynamic_state();
   EXPECT_FALSE(front_door_forwards(m_bank));
@@ -44,8 +45,12 @@ TEST_F(ActiveEndpointTest, TheFrontDoorDoesNotForwardForOneThatEndsBeforeItTakes
     const QZ_IOR::IOREndpoint_var address = ior_of(m_bank)->split(key.out());
     requests.publish(QZ_CORBA::PackedReference(make_state()), address);
     if (ended) requests.end(CORBA::TRANSIENT());
-    const QZ_Binding::ServerBinding_var binding = requests.bind(&host().binding_manager(), *id, other);
-    return front_door_forwards(m_bank);
+    QZ_Binding::ServerBinding_var binding = requests.bind(&host().binding_manager(), *id, other);
+    const bool result = front_door_forwards(m_bank);
+    // What has ended keeps no binding: it goes with its owner.
+    binding = QZ_Binding::ServerBinding::_nil();
+    if (ended) EXPECT_NO_THROW(take_key_prefix(*id));
+    return result;
   };
   EXPECT_TRUE(forwards(false));
   EXPECT_FALSE(forwards(true));

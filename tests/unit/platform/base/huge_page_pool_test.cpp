@@ -104,8 +104,16 @@ TEST(HugePagePool, ThreadsHaveTheirOwnPieces) {
 TEST(HugePagePool, UseOfWhatWasGivenBackIsFound) {
   const Piece piece = make(300, 1);
   give_back(piece);
-  EXPECT_DEATH(unspoilt(piece), "use-after-poison");
+  EXPECT_DEATH(EXPECT_TRUE(unspoilt(piece)), "use-after-poison");
   give_back(make(300, 2));  // whoever has it next may use it
+}
+
+TEST(HugePagePool, UseBeyondTheEndIsFound) {
+  for (const std::size_t size : {std::size_t{1}, std::size_t{300}, HugePagePool::LARGEST}) {
+    const Piece piece = make(size, 1);
+    EXPECT_DEATH(piece.memory[size] = 1, "use-after-poison");
+    give_back(piece);
+  }
 }
 #endif
 
