@@ -72,7 +72,7 @@ void Connection::update_interest() {
 void Connection::touch() {
   if (m_touched || m_state == State::CLOSED) return;
   m_touched = true;
-  m_thread.touch(shared_from_this());
+  m_thread.touch(*this);
 }
 
 void Connection::serve() {

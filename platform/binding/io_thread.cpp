@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/base/short_slices.h"
 #include "platform/binding/connection.h"
 
 namespace QZ_Binding {
@@ -45,14 +46,16 @@ void IoThread::start() {
 void IoThread::run() {
   using std::chrono::milliseconds;
   current_thread = this;
+  ask_for_short_slices();
   m_now = std::chrono::steady_clock::now();
   auto next_sweep = m_now + m_sweep_interval;
   while (!m_stopped) {
     const auto events = m_poller.wait(std::chrono::ceil<milliseconds>(next_sweep - m_now));
     m_now = std::chrono::steady_clock::now();
-    for (const epoll_event& event : events) {
-      turn([&] { static_cast<Connection*>(event.data.ptr)->ready(event.events); });
-    }
+    // All are read before any is answered: a client that is woken by its reply does not take the processor from here.
+    turn([&] {
+      for (const epoll_event& event : events) static_cast<Connection*>(event.data.ptr)->ready(event.events);
+    });
     if (m_poller.woken()) {
       turn([this] { take_mail(); });
       run_tasks();
@@ -162,16 +165,14 @@ void IoThread::recycle(RequestRecord* record) {
   m_free.push_back(record);
 }
 
-void IoThread::touch(std::shared_ptr<Connection> connection) {
-  m_touched.push_back(std::move(connection));
+void IoThread::touch(Connection& connection) {
+  m_touched.push_back(&connection);
 }
 
 void IoThread::serve_touched() {
-  while (!m_touched.empty()) {
-    const auto connection = std::move(m_touched.back());
-    m_touched.pop_back();
-    connection->serve();
-  }
+  // Serving one may touch others.
+  for (std::size_t i = 0; i < m_touched.size(); ++i) m_touched[i]->serve();
+  m_touched.clear();
 }
 
 void IoThread::sweep() {

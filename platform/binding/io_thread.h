@@ -52,7 +52,7 @@ class IoThread {
   // A record to begin.
   RequestRecord& new_record();
   // The connection wants to be served at the end of the turn.
-  void touch(std::shared_ptr<Connection> connection);
+  void touch(Connection& connection);
   void remove(Connection& connection);
   // Requests of connections that are gone, or of interceptors that may have forgotten them.
   RequestList& orphans() { return m_orphans; }
@@ -90,7 +90,7 @@ class IoThread {
   std::unordered_map<Connection*, std::shared_ptr<Connection>> m_connections;
   // Until the events are done with that were waiting at the same time as theirs.
   std::vector<std::shared_ptr<Connection>> m_removed;
-  std::vector<std::shared_ptr<Connection>> m_touched;
+  std::vector<Connection*> m_touched;        // those closed since are in m_removed
   std::vector<RequestRecord*> m_taken_mail;  // kept for its capacity
   std::vector<RequestRecord*> m_free;
   std::vector<unsigned char> m_read_buffer;

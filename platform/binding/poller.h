@@ -35,7 +35,8 @@ class Poller {
   void wake();
 
  private:
-  static constexpr std::size_t MOST_EVENTS = 256;
+  // At a time: the first of them is answered when the last has been read.
+  static constexpr std::size_t MOST_EVENTS = 64;
 
   const int m_epoll;
   const int m_wake_event;
