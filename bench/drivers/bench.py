@@ -16,8 +16,6 @@ class Bench:
         self.bin = bin_folder
         self.folder = folder
         self.quick = quick
-        # A round differs from the next by a tenth, and goals leave less.
-        self.rounds = 1 if quick else 9
         self.many = 5_000 if quick else 100_000
         self._started = time.monotonic()
         self._running = []
@@ -33,6 +31,10 @@ class Bench:
         self.stop_all()
         if self._memory_folder:
             shutil.rmtree(self._memory_folder)
+
+    def rounds(self, count=9):
+        """How often everything is measured. A round differs from the next by a tenth, and goals leave less."""
+        return range(1 if self.quick else count)
 
     def say(self, text):
         print(f"[{time.monotonic() - self._started:6.1f} s] {text}", file=sys.stderr, flush=True)

@@ -64,14 +64,14 @@ class Sides:
             "naive_forwarder": (naive, reference, ()),
         }
 
-    def measure(self, what, names, *options):
+    def measure(self, what, names, rounds, *options):
         runs = {name: [] for name in names}
-        for number in range(self._bench.rounds):
+        for number in self._bench.rounds(rounds.count):
             # Who comes first has no advantage over all rounds.
             for name in names if number % 2 == 0 else reversed(names):
                 server, target, own = self._sides[name]
                 figures = load.measure(
-                    self._bench, server, target, *own, *load.times(self._bench), *options
+                    self._bench, server, target, *own, *load.times(self._bench, rounds), *options
                 )
                 runs[name].append(figures)
                 self._bench.say(
@@ -101,10 +101,10 @@ def summary(runs):
 def run(bench):
     result = Result()
     sides = Sides(bench)
-    closed = sides.measure("closed loop", ["locator", "echo_baseline", "naive_forwarder"], *CLOSED)
-    pipelined = sides.measure("pipelined", ["locator", "echo_baseline"], *PIPELINED)
+    closed = sides.measure("closed loop", ["locator", "echo_baseline", "naive_forwarder"], load.THROUGHPUT, *CLOSED)
+    pipelined = sides.measure("pipelined", ["locator", "echo_baseline"], load.THROUGHPUT, *PIPELINED)
     rate = median(throughputs(closed, "echo_baseline")) / 2
-    half = sides.measure("half load", ["locator", "echo_baseline"], *CLOSED, "--rate", str(rate))
+    half = sides.measure("half load", ["locator", "echo_baseline"], load.LATENCY, *CLOSED, "--rate", str(rate))
 
     result.figures = {
         "reply_size": sides.reply_sizes,

@@ -10,6 +10,7 @@ from result import Result, median, ratios
 
 STOPPED = poa_name(0, "stopped")
 LIMIT = 60
+ROUNDS = load.Rounds(9, 0.5, 1.5)
 # Nobody new comes in meanwhile.
 SHUT_OUT = {peers.no_descriptors}
 
@@ -26,7 +27,7 @@ def prepare(bench):
 
 
 def throughput(bench, locator):
-    times = load.times(bench) if bench.quick else ("--warmup", "0.5", "--duration", "1.5")
+    times = load.times(bench, ROUNDS)
     return load.measure(bench, locator.process, locator.target(poa_name(0)), *CLOSED, *times)["throughput"]
 
 
@@ -59,7 +60,7 @@ def run(bench):
     attacked, spared = prepare(bench), prepare(bench)
     runs = {kind.__name__: [] for kind in peers.ALL}
     try:
-        for number in range(bench.rounds):
+        for number in bench.rounds(ROUNDS.count):
             order = list if number % 2 == 0 else lambda items: reversed(list(items))
             for kind in peers.ALL:
                 runs[kind.__name__].append(measure(bench, kind, attacked, spared, order))

@@ -3,6 +3,7 @@
 import json
 import random
 import subprocess
+from dataclasses import dataclass
 
 
 def start(bench, target, *options):
@@ -33,9 +34,24 @@ def measure(bench, server, target, *options):
     return figures
 
 
-def times(bench):
-    """How long one load lasts."""
-    return ("--warmup", "0.2", "--duration", "0.5") if bench.quick else ("--warmup", "1", "--duration", "3")
+@dataclass(frozen=True)
+class Rounds:
+    count: int
+    warmup: float  # seconds of each
+    duration: float
+
+
+# How fast the machine is changes by a tenth from one second to the next.
+THROUGHPUT = Rounds(61, 0.2, 0.4)
+# A host that shares its processors stops each for milliseconds once or twice a second, in some of the rounds only if
+# these are short.
+LATENCY = Rounds(151, 0.2, 0.2)
+
+
+def times(bench, rounds):
+    """The options for one load of such rounds."""
+    warmup, duration = (0.2, 0.5) if bench.quick else (rounds.warmup, rounds.duration)
+    return ("--warmup", str(warmup), "--duration", str(duration))
 
 
 def write_targets(bench, locator, names, size):

@@ -90,7 +90,7 @@ def run(bench):
     requests, delay = (2_000, 2) if bench.quick else (10_000, 5)
     prepared = prepare(bench)
     alone, parked = [], []
-    for _ in range(bench.rounds):
+    for _ in bench.rounds():
         for measure, runs in ((Round.connections_alone, alone), (lambda r: r.parked(requests), parked)):
             one = Round(bench, prepared, delay)
             try:

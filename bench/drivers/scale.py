@@ -6,6 +6,7 @@ from registrations import poa_name
 from result import Result, median, ratios
 
 REGISTRATIONS_A_SECOND = 100
+REGISTERING = load.Rounds(41, 0.2, 0.6)
 
 
 def run(bench):
@@ -19,26 +20,27 @@ def run(bench):
     }
 
     runs = {count: [] for count in counts}
-    for number in range(bench.rounds):
+    for number in bench.rounds(load.THROUGHPUT.count):
         for count in counts if number % 2 == 0 else reversed(counts):
             server = locators[count].process
-            runs[count].append(load.measure(bench, server, targets[count], *load.times(bench), *CLOSED))
+            times = load.times(bench, load.THROUGHPUT)
+            runs[count].append(load.measure(bench, server, targets[count], *times, *CLOSED))
             bench.say(f"{count:,} active POAs: {runs[count][-1]['throughput']:,.0f}/s")
 
     rate = median(throughputs(runs, 1)) / 2
     most = locators[bench.many]
     latencies = {"idle": [], "registering": []}
-    seconds = 1 if bench.quick else 4
-    for number in range(bench.rounds):
+    for number in bench.rounds(REGISTERING.count):
         for name in latencies if number % 2 == 0 else reversed(latencies):
             registering = None
             if name == "registering":
-                count = REGISTRATIONS_A_SECOND * (seconds + 1)
+                # They go on for as long as the load.
+                count = REGISTRATIONS_A_SECOND * 2
                 registering = bench.registrations.start(
                     most, count, "--rate", str(REGISTRATIONS_A_SECOND), "--clients", "4",
                     *bench.registrations.unused(count),
                 )
-            figures = load.measure(bench, most.process, targets[bench.many], *load.times(bench), *CLOSED,
+            figures = load.measure(bench, most.process, targets[bench.many], *load.times(bench, REGISTERING), *CLOSED,
                                    "--rate", str(rate))
             if registering:
                 done = bench.registrations.finish(registering)
