@@ -1,5 +1,6 @@
 """What hostile and broken peers cost the others: while they are there, and what is left of it when they have gone."""
 
+import json
 import time
 
 import load
@@ -10,7 +11,8 @@ from result import Result, median, ratios
 
 STOPPED = poa_name(0, "stopped")
 LIMIT = 60
-ROUNDS = load.Rounds(9, 0.5, 1.5)
+ATTACKS = load.Rounds(5, 0.5, 1.5)
+AFTERWARDS = load.Rounds(7, 0.2, 0.4)  # of each attack
 # Nobody new comes in meanwhile.
 SHUT_OUT = {peers.no_descriptors}
 
@@ -26,8 +28,8 @@ def prepare(bench):
     return locator
 
 
-def throughput(bench, locator):
-    times = load.times(bench, ROUNDS)
+def throughput(bench, locator, rounds):
+    times = load.times(bench, rounds)
     return load.measure(bench, locator.process, locator.target(poa_name(0)), *CLOSED, *times)["throughput"]
 
 
@@ -39,19 +41,21 @@ def wait_until_gone(process, sockets):
         time.sleep(0.01)
 
 
-def measure(bench, kind, attacked, spared, order):
+def measure(bench, kind, attacked, spared):
     sockets = attacked.process.sockets()
-    run = {}
+    run = {"afterwards": [], "spared": []}
     with peers.Peers(kind, peers.Target(attacked, poa_name(0), STOPPED)):
         if kind in SHUT_OUT:
             time.sleep(1)
         else:
-            run["meanwhile"] = throughput(bench, attacked)
+            run["meanwhile"] = throughput(bench, attacked, ATTACKS)
     wait_until_gone(attacked.process, sockets)
-    for name, locator in order({"afterwards": attacked, "spared": spared}.items()):
-        run[name] = throughput(bench, locator)
+    both = {"afterwards": attacked, "spared": spared}
+    for number in bench.rounds(AFTERWARDS.count):
+        for name in both if number % 2 == 0 else reversed(both):
+            run[name].append(throughput(bench, both[name], AFTERWARDS))
     run["memory"] = attacked.process.memory()
-    bench.say(f"{kind.__name__}: {', '.join(f'{name} {value:,.0f}' for name, value in run.items())}")
+    bench.say(f"{kind.__name__}: {json.dumps(run)}")
     return run
 
 
@@ -60,10 +64,9 @@ def run(bench):
     attacked, spared = prepare(bench), prepare(bench)
     runs = {kind.__name__: [] for kind in peers.ALL}
     try:
-        for number in bench.rounds(ROUNDS.count):
-            order = list if number % 2 == 0 else lambda items: reversed(list(items))
+        for _ in bench.rounds(ATTACKS.count):
             for kind in peers.ALL:
-                runs[kind.__name__].append(measure(bench, kind, attacked, spared, order))
+                runs[kind.__name__].append(measure(bench, kind, attacked, spared))
     finally:
         # The servers that never come would outlive their locators.
         for locator in (attacked, spared):
@@ -71,9 +74,6 @@ def run(bench):
 
     result.figures = runs
     for name, of_name in runs.items():
-        after = [run["afterwards"] for run in of_name]
-        result.at_least(
-            f"throughput after {name}, of a locator that was spared",
-            median(ratios(after, [run["spared"] for run in of_name])), 0.95,
-        )
+        shares = [share for run in of_name for share in ratios(run["afterwards"], run["spared"])]
+        result.at_least(f"throughput after {name}, of a locator that was spared", median(shares), 0.95)
     return result
