@@ -34,7 +34,7 @@ def run(bench):
         "few_entries_8_clients": lambda: register(bench, FEW, count, "--clients", "8"),
     }
     runs = {name: [] for name in sides}
-    for number in bench.rounds():
+    for number in bench.rounds(15):
         for name in sides if number % 2 == 0 else reversed(sides):
             runs[name].append(sides[name]())
             bench.say(f"{name}: {runs[name][-1]['rate']:,.0f}/s")

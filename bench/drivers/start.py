@@ -29,7 +29,7 @@ def run(bench):
     empty = bench.path("state.db")
     start(bench, full)  # both sides find the file in the page cache
     reads, starts, empty_starts = [], [], []
-    for _ in bench.rounds():
+    for _ in bench.rounds(21):
         reads.append(read_rows(bench, full))
         starts.append(start(bench, full))
         empty_starts.append(start(bench, empty))
