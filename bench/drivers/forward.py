@@ -93,6 +93,7 @@ def summary(runs):
             "latency_us": {
                 key: median([run["latency_us"][key] for run in of_name]) for key in of_name[0]["latency_us"]
             },
+            "p99_us_of_each_round": [run["latency_us"]["p99"] for run in of_name],
         }
 
     return {name: one(of_name) for name, of_name in runs.items()}

@@ -11,8 +11,8 @@ from result import Result, median, ratios
 
 STOPPED = poa_name(0, "stopped")
 LIMIT = 60
-ATTACKS = load.Rounds(5, 0.5, 1.5)
-AFTERWARDS = load.Rounds(7, 0.2, 0.4)  # of each attack
+ATTACKS = load.Rounds(7, 0.5, 1.5)
+AFTERWARDS = load.Rounds(4, 0.2, 0.4)  # of each attack
 # Nobody new comes in meanwhile.
 SHUT_OUT = {peers.no_descriptors}
 

@@ -44,7 +44,7 @@ class Rounds:
 # How fast the machine is changes by a tenth from one second to the next.
 THROUGHPUT = Rounds(61, 0.2, 0.4)
 # A host that shares its processors stops each for milliseconds once or twice a second, in some of the rounds only if
-# these are short.
+# these are short. A stall of the program's own that is as rare would be missed likewise, so every round is reported.
 LATENCY = Rounds(151, 0.2, 0.2)
 
 

@@ -6,7 +6,10 @@ from registrations import poa_name
 from result import Result, median, ratios
 
 REGISTRATIONS_A_SECOND = 100
-REGISTERING = load.Rounds(41, 0.2, 0.6)
+# Long enough for each of the POAs to be asked for.
+FORWARDING = load.Rounds(41, 0.3, 0.8)
+REGISTERING = load.Rounds(71, 0.2, 0.6)
+REGISTERING_SECONDS = 1.3  # somewhat longer than the load
 
 
 def run(bench):
@@ -20,10 +23,10 @@ def run(bench):
     }
 
     runs = {count: [] for count in counts}
-    for number in bench.rounds(load.THROUGHPUT.count):
+    for number in bench.rounds(FORWARDING.count):
         for count in counts if number % 2 == 0 else reversed(counts):
             server = locators[count].process
-            times = load.times(bench, load.THROUGHPUT)
+            times = load.times(bench, FORWARDING)
             runs[count].append(load.measure(bench, server, targets[count], *times, *CLOSED))
             bench.say(f"{count:,} active POAs: {runs[count][-1]['throughput']:,.0f}/s")
 
@@ -34,8 +37,7 @@ def run(bench):
         for name in latencies if number % 2 == 0 else reversed(latencies):
             registering = None
             if name == "registering":
-                # They go on for as long as the load.
-                count = REGISTRATIONS_A_SECOND * 2
+                count = round(REGISTRATIONS_A_SECOND * REGISTERING_SECONDS)
                 registering = bench.registrations.start(
                     most, count, "--rate", str(REGISTRATIONS_A_SECOND), "--clients", "4",
                     *bench.registrations.unused(count),

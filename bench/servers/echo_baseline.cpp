@@ -1,5 +1,6 @@
 // The least that a server can do for each GIOP message: find its end, and send octets that were ready before. What a
-// locator reaches of this one's figures tells how much of the machine its own work takes.
+// locator reaches of this one's figures tells how much of the machine its own work takes. It asks nothing of the
+// scheduler and answers what it has read before it reads on, as one would write it first.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>

@@ -35,7 +35,7 @@ class Poller {
   void wake();
 
  private:
-  // At a time: the first of them is answered when the last has been read.
+  // At a time: few enough, as the first of them is answered when the last has been read.
   static constexpr std::size_t MOST_EVENTS = 64;
 
   const int m_epoll;

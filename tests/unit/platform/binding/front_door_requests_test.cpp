@@ -1,9 +1,12 @@
 // How requests are kept, ordered, answered and dropped.
+#include <sched.h>
 #include <sys/resource.h>
 
 #include <fstream>
 #include <future>
+#include <list>
 
+#include "tests/support/scheduling.h"
 #include "tests/unit/platform/binding/front_door_test.h"
 
 namespace test {
@@ -39,6 +42,18 @@ class FrontDoorRequests : public FrontDoorTest {
   Parking parking;
   QZ_IOR::IOR_var target = ior_of("live");
 };
+
+TEST_F(FrontDoorRequests, AreServedByThreadsThatAskForShortSlices) {
+  constexpr long SHORT_SLICE = 100'000;
+  const sched_param none{};
+  ASSERT_EQ(sched_setscheduler(0, SCHED_OTHER, &none), 0);  // whatever the tests were started with
+  const int before = support::threads_with_slice(SHORT_SLICE);
+  start();
+  std::list<Client> clients;  // one for each thread
+  for (unsigned i = 0; i < config.threads; ++i) expect_answer_to_unknown(clients.emplace_back(port()), i);
+  const int asking = support::kernel_gives_slices() ? static_cast<int>(config.threads) : 0;
+  EXPECT_EQ(support::threads_with_slice(SHORT_SLICE), before + asking);
+}
 
 TEST_F(FrontDoorRequests, AnswersParkedRequestsFromAnotherThreadInAnyOrder) {
   for (const auto where : {DISPATCH_INLINE, DISPATCH_WORKER}) {
